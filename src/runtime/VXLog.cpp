@@ -1,0 +1,179 @@
+#include "VXLog.h"
+
+#include <atomic>
+
+#include "VXLogCollapser.h"
+
+namespace {
+
+struct Logger {
+    std::mutex lock;  // guards the slots only; no lock is held while a stage runs
+    std::shared_ptr<ILogListener> first;
+    std::shared_ptr<ILogListener> second;
+    std::shared_ptr<VXLogCollapser> collapser = std::make_shared<VXLogCollapser>();
+    std::shared_ptr<ILogFormatter> formatter = std::make_shared<VXLogFormatter>();
+    std::shared_ptr<const std::vector<std::shared_ptr<ILogTarget>>> targets =
+        std::make_shared<std::vector<std::shared_ptr<ILogTarget>>>(
+            std::vector<std::shared_ptr<ILogTarget>>{std::make_shared<VXLogTargetConsole>()});
+};
+
+Logger& logger() {
+    // Made on first use and never destroyed, so that messages logged during exit still go out.
+    static Logger* instance = new Logger;
+    return *instance;
+}
+
+std::atomic<bool> gThreadNaming{true};
+thread_local VXString tThreadName;
+
+void deliver(const VXLogData& data) {
+    Logger& l = logger();
+    std::shared_ptr<ILogListener> first, second;
+    std::shared_ptr<ILogFormatter> formatter;
+    std::shared_ptr<const std::vector<std::shared_ptr<ILogTarget>>> targets;
+    {
+        std::lock_guard<std::mutex> guard(l.lock);
+        first = l.first;
+        second = l.second;
+        formatter = l.formatter;
+        targets = l.targets;
+    }
+    if (!formatter) return;
+    const VXString stamp = formatter->timestamp();
+    if (second) second->onMessage(data, stamp);
+    if (first) first->onMessage(data, stamp);
+    VXString line;
+    if (formatter->formatLine(data, stamp, line).isError()) return;
+    for (const auto& target : *targets) target->write(line);
+}
+
+VXString narrowText(const char* text) { return text ? VXString::fromUtf8(text) : VXString(); }
+
+}  // namespace
+
+void VXLog::logArgs(int32_t level, const char* file, const char* function, const char16_t* tag, const char16_t* fmt,
+                    const VXFormatArg* args, size_t count) {
+    if (fmt == nullptr || *fmt == u'\0') return;
+    VXLogData data;
+    if (!data.message.formatArgs(fmt, args, count)) return;
+    data.level = level;
+    data.thread = threadIdentity();
+    data.file = narrowText(file ? VXSourceLocation::fileName(file) : nullptr);
+    data.function = narrowText(function);
+    if (tag != nullptr) data.tag = tag;
+
+    std::shared_ptr<VXLogCollapser> collapser;
+    {
+        Logger& l = logger();
+        std::lock_guard<std::mutex> guard(l.lock);
+        collapser = l.collapser;
+    }
+    if (collapser && collapser->offer(data, deliver).code() == VXError::eNoError) return;
+    deliver(data);
+}
+
+void VXLog::logResult(int32_t level, const char16_t* function, const VXResult& result, const char16_t* prefix) {
+    if (level == VXLogLevel::eResultDefault) level = result.defaultLevel();
+    const VXString description = result.describe(prefix ? prefix : VXLogLevel::name(level));
+    const VXFormatArg list[] = {VXFormatArg(description), VXFormatArg(function ? function : u"")};
+    logArgs(level, nullptr, nullptr, nullptr, u"%s at %s", list, 2);
+}
+
+void VXLog::logComError(int32_t hr, const VXSourceLocation& site) {
+    const VXResult r = VXResult::fromHResult(u"<COM call>", hr);
+    const VXFormatArg list[] = {VXFormatArg(site.text()), VXFormatArg(r.message())};
+    logArgs(VXLogLevel::eError, nullptr, nullptr, nullptr, u"%s- %s", list, 2);
+}
+
+void VXLog::logCommandLine(int argc, const char16_t* const* argv) {
+    VX_LOG(VXLogLevel::eInfo, u"Commandline args: <%d>", argc);
+    for (int i = 0; argv != nullptr && i < argc; ++i) {
+        const VXString arg(argv[i]);
+        if (arg.equalsNoCase(u"/SessionKey")) {
+            ++i;  // the key's value stays out of the log too
+            continue;
+        }
+        VX_LOG(VXLogLevel::eInfo, u"\t%s", arg);
+    }
+}
+
+void VXLog::logStartBanner(ILogTarget& target) {
+    std::shared_ptr<ILogFormatter> formatter;
+    {
+        Logger& l = logger();
+        std::lock_guard<std::mutex> guard(l.lock);
+        formatter = l.formatter;
+    }
+    if (!formatter) return;
+    VXString line(u"Log file started at ");
+    line += formatter->timestamp();
+    target.write(line);
+}
+
+void VXLog::flush() {
+    std::shared_ptr<VXLogCollapser> collapser;
+    {
+        Logger& l = logger();
+        std::lock_guard<std::mutex> guard(l.lock);
+        collapser = l.collapser;
+    }
+    if (collapser) collapser->flush(deliver);
+}
+
+void VXLog::setTargets(std::vector<std::shared_ptr<ILogTarget>> targets) {
+    auto list = std::make_shared<const std::vector<std::shared_ptr<ILogTarget>>>(std::move(targets));
+    Logger& l = logger();
+    std::lock_guard<std::mutex> guard(l.lock);
+    l.targets = std::move(list);
+}
+
+void VXLog::addTarget(std::shared_ptr<ILogTarget> target) {
+    Logger& l = logger();
+    std::lock_guard<std::mutex> guard(l.lock);
+    auto list = std::make_shared<std::vector<std::shared_ptr<ILogTarget>>>(*l.targets);
+    list->push_back(std::move(target));
+    l.targets = std::move(list);
+}
+
+void VXLog::setListener(int slot, std::shared_ptr<ILogListener> listener) {
+    Logger& l = logger();
+    std::lock_guard<std::mutex> guard(l.lock);
+    (slot == 0 ? l.first : l.second) = std::move(listener);
+}
+
+void VXLog::setFormatter(std::shared_ptr<ILogFormatter> formatter) {
+    Logger& l = logger();
+    std::lock_guard<std::mutex> guard(l.lock);
+    l.formatter = std::move(formatter);
+}
+
+void VXLog::setCollapsingEnabled(bool enabled) {
+    Logger& l = logger();
+    std::lock_guard<std::mutex> guard(l.lock);
+    l.collapser->setEnabled(enabled);
+}
+
+void VXLog::setThreadNamingEnabled(bool enabled) { gThreadNaming = enabled; }
+
+void VXLog::setCurrentThreadName(const VXString& name) { tThreadName = name; }
+
+VXString VXLog::threadIdentity() {
+    if (gThreadNaming && !tThreadName.isEmpty()) return tThreadName;
+    return vxFormat(u"%u", VXPlatform::currentThreadId());
+}
+
+void VXLogTracker::occurred(const char* file, const char* function) {
+    int32_t count = 0;
+    {
+        std::lock_guard<std::mutex> guard(_lock);
+        count = ++_count;
+        if (count != _nextReport) return;
+        _nextReport = _nextReport > INT32_MAX / 10 ? INT32_MAX : _nextReport * 10;
+    }
+    VXLog::log(VXLogLevel::eWarning, file, function, u"### %s ### issue occurred [%d] times", _name, count);
+}
+
+int32_t VXLogTracker::count() const {
+    std::lock_guard<std::mutex> guard(_lock);
+    return _count;
+}

@@ -1,0 +1,32 @@
+// The few facts of the running platform the portable runtime needs: thread identity,
+// clocks, the last OS error and the fatal-precondition exception.
+#pragma once
+
+#include <cstdint>
+
+struct VXSystemTime {
+    uint16_t year = 0;
+    uint16_t month = 0;  // 1..12
+    uint16_t dayOfWeek = 0;
+    uint16_t day = 0;  // 1..31
+    uint16_t hour = 0;
+    uint16_t minute = 0;
+    uint16_t second = 0;
+    uint16_t milliseconds = 0;
+};
+
+namespace VXPlatform {
+
+uint32_t currentThreadId();
+// Monotonic clock in microseconds; only differences are meaningful.
+uint64_t monotonicMicroseconds();
+VXSystemTime utcNow();
+// GetLastError on Windows, errno elsewhere.
+int32_t lastOsError();
+void setLastOsError(int32_t error);
+// The structured exception code of a failed fatal precondition.
+constexpr uint32_t kFatalPreconditionException = 0xE000000A;
+// Raises kFatalPreconditionException on Windows (continuable); does nothing elsewhere.
+void raiseFatalPrecondition();
+
+}  // namespace VXPlatform

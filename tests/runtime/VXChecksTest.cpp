@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+
+#include "VXChecks.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+struct Widget {
+    VXResult create(const void* buffer, uint32_t dwSize) {
+        VX_CHECK_PARAM(buffer);
+        VX_CHECK_PARAM(dwSize > 0);
+        return VXError::eNoError;
+    }
+    VXResult relay(VXResult inner) {
+        VX_RETURN_IF_ERROR(inner);
+        return VXStatus::eYes;
+    }
+    VXResult fail() { return VX_ERROR(VXError::eUnexpected, u"Failed getting Mag dll"); }
+};
+
+std::string msg(const VXResult& r) { return r.message().toUtf8(); }
+
+TEST(VXChecks, ParameterCheckNamesTheExpressionAndIsNotLogged) {
+    LogCapture log;
+    Widget w;
+    int dummy = 0;
+    const VXResult r = w.create(&dummy, 0);
+    EXPECT_EQ(r.code(), VXError::eBadParameter);
+    EXPECT_EQ(msg(r).rfind("Parameter check \"dwSize > 0\" failed at , vxcheckstest.cpp:", 0), 0u) << msg(r);
+    EXPECT_EQ(msg(r).back(), '.');
+    EXPECT_EQ(msg(w.create(nullptr, 0)).rfind("Parameter check \"buffer\" failed", 0), 0u);
+    EXPECT_TRUE(w.create(&dummy, 4).isSuccess());
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(VXChecks, PassUpChainsErrorReturnedWithClassAndMethod) {
+    Widget w;
+    const VXResult r = w.relay(w.fail());
+    EXPECT_EQ(r.code(), VXError::eUnexpected);
+    const std::string text = msg(r);
+    EXPECT_EQ(text.rfind("Failed getting Mag dll at {anonymous}::Widget::fail, vxcheckstest.cpp:", 0), 0u) << text;
+    EXPECT_NE(text.find("\n\tError returned at {anonymous}::Widget::relay, vxcheckstest.cpp:"), std::string::npos);
+    EXPECT_EQ(w.relay(VXStatus::eNo).code(), VXStatus::eYes);  // statuses are not failures
+}
+
+TEST(VXChecks, Win32ErrorSiteReadsTheLastError) {
+    VXPlatform::setLastOsError(2);
+    const VXResult r = VX_WIN32_ERROR(u"CreateFileMapping");
+    EXPECT_EQ(r.code(), VXError::eNotFound);
+    EXPECT_EQ(msg(r).rfind("Method \"CreateFileMapping\" returned Win32 error [2]. ", 0), 0u);
+    EXPECT_NE(msg(r).find("\n\tError returned to "), std::string::npos);
+}
+
+TEST(VXChecks, AssertionFormsAreLoggedAndExecutionContinues) {
+    LogCapture log;
+    int reached = 0;
+    VX_ASSERT(1 + 1 == 3);
+    ++reached;
+    VX_ASSERT_MSG(false, u"state %d", 4);
+    VX_ASSERT(true);
+    VXPlatform::setLastOsError(5);
+    VX_VERIFY(reached == 0, u"not ready");
+    VXPlatform::setLastOsError(6);
+    VX_TEST_CHECK(reached == 2);
+    int* member = &reached;
+    VX_CHECK_MEMBER_DELETED(member);
+    EXPECT_EQ(reached, 1);
+    const auto lines = log.bodies();
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_NE(lines[0].find("Assertion failure at "), std::string::npos);
+    EXPECT_NE(lines[0].find("vxcheckstest.cpp:"), std::string::npos);
+    EXPECT_EQ(lines[0].back(), '.');
+    EXPECT_NE(lines[1].find(". state 4"), std::string::npos);
+    EXPECT_NE(lines[2].find("(reached == 0) failed: not ready in "), std::string::npos);
+    EXPECT_NE(lines[2].find(". (Last OS error: 5)"), std::string::npos);
+    EXPECT_NE(lines[3].find("Boost test (reached == 2) failed in VXChecksTest.cpp at line "), std::string::npos);
+    EXPECT_NE(lines[3].find("(Last OS error: 6)"), std::string::npos);
+    EXPECT_NE(lines[4].find("Pointer member \"member\" should be deleted and set to NULL in "), std::string::npos);
+    for (const auto& l : lines) EXPECT_EQ(l.rfind("E: ", 0), 0u);
+}
+
+TEST(VXChecks, FunctionNameIsClassAndMethod) {
+    struct Local {
+        static const char* name() { return VX_FUNC; }
+    };
+    EXPECT_STREQ(vxdetail::extractFunctionName("static VXResult Vistrel::Params::create(const VXString*, int)").text,
+                 "Vistrel::Params::create");
+    EXPECT_STREQ(vxdetail::extractFunctionName("virtual void A<int, std::map<int, int> >::f() const").text,
+                 "A<int, std::map<int, int> >::f");
+    EXPECT_STREQ(vxdetail::extractFunctionName("int main()").text, "main");
+    EXPECT_STREQ(vxdetail::extractFunctionName("void C::g(T, void (*)(int)) [with T = int]").text, "C::g");
+    EXPECT_STREQ(vxdetail::extractFunctionName("static const char* f()::Local::name()").text, "f()::Local::name");
+    EXPECT_NE(std::string(Local::name()).find("Local::name"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+#include <gtest/gtest.h>
+
+#include "VXString.h"
+
+namespace {
+
+template <typename... Args>
+std::string fmt(const char16_t* f, const Args&... args) {
+    return vxFormat(f, args...).toUtf8();
+}
+
+TEST(VXFormat, TextConversions) {
+    VXString name(u"Start_1234");
+    EXPECT_EQ(fmt(u"Event \"%s\"", name), "Event \"Start_1234\"");
+    EXPECT_EQ(fmt(u"%s|%hs", u"wide", "narrow"), "wide|narrow");
+    EXPECT_EQ(fmt(u"[%5s][%-5s][%.2s]", u"ab", u"ab", u"abcdef"), "[   ab][ab   ][ab]");
+    EXPECT_EQ(fmt(u"%s", static_cast<const char16_t*>(nullptr)), "(null)");
+    EXPECT_EQ(fmt(u"100%%"), "100%");
+}
+
+TEST(VXFormat, IntegerConversionsMatchPrintf) {
+    EXPECT_EQ(fmt(u"%d %u %i", -5, 7u, 12), "-5 7 12");
+    EXPECT_EQ(fmt(u"%x %X %#X %#x", 255, 255, 255, 0), "ff FF 0XFF 0");
+    EXPECT_EQ(fmt(u"%08X", 0x1A2Bu), "00001A2B");
+    EXPECT_EQ(fmt(u"%x", -1), "ffffffff");  // a 32-bit int stays 32 bits
+    EXPECT_EQ(fmt(u"%u", -1), "4294967295");
+    EXPECT_EQ(fmt(u"%#X", static_cast<uint32_t>(0x80070057)), "0X80070057");
+    EXPECT_EQ(fmt(u"%d", static_cast<uint32_t>(0x80070057)), "-2147024809");
+    EXPECT_EQ(fmt(u"%llX", 0x123456789ABCull), "123456789ABC");
+    EXPECT_EQ(fmt(u"%lld", -9000000000LL), "-9000000000");
+    EXPECT_EQ(fmt(u"%5d|%-5d|%05d|%+d", 42, 42, -42, 42), "   42|42   |-0042|+42");
+    EXPECT_EQ(fmt(u"%.3d", 7), "007");
+}
+
+TEST(VXFormat, PointerAndFloatingPoint) {
+    EXPECT_EQ(fmt(u"%p", reinterpret_cast<void*>(0x12FF00)), "000000000012FF00");
+    EXPECT_EQ(fmt(u"%.*g", 3, 0.1), "0.1");
+    EXPECT_EQ(fmt(u"%.2f", 3.14159), "3.14");
+    EXPECT_EQ(fmt(u"%g", 1e20), "1e+20");
+}
+
+TEST(VXFormat, WrongOrMissingArgumentsNeverCrash) {
+    EXPECT_EQ(fmt(u"%d %s"), " ");
+    EXPECT_EQ(fmt(u"%s", 5), "(bad arg)");
+    EXPECT_EQ(fmt(u"%d", u"text").empty(), false);
+    EXPECT_EQ(fmt(u"%y %d", 3), "%y 3");
+    VXString s(u"keep");
+    EXPECT_FALSE(s.format(nullptr));
+    EXPECT_EQ(s.toUtf8(), "keep");
+}
+
+TEST(VXFormat, OutputIsCutAtTheStringLimit) {
+    VXString big(u'z', 40000);
+    VXString out = vxFormat(u"%s%s", big, big);
+    EXPECT_EQ(out.length(), VXString::kMaxLength);
+}
+
+}  // namespace

@@ -1,0 +1,54 @@
+// Test helper: routes the process log into memory for the lifetime of the object.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "VXLog.h"
+
+class LogCapture {
+public:
+    LogCapture() : _target(std::make_shared<VXLogCaptureTarget>()) {
+        VXLog::flush();
+        VXLog::setTargets({_target});
+    }
+    ~LogCapture() {
+        VXLog::flush();
+        VXLog::setTargets({std::make_shared<VXLogTargetConsole>()});
+    }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    // The lines as UTF-8, after resolving this thread's pending repeats.
+    std::vector<std::string> lines() const {
+        VXLog::flush();
+        std::vector<std::string> out;
+        for (const VXString& line : _target->lines()) out.push_back(line.toUtf8());
+        return out;
+    }
+    // The lines with the timestamp cut off (everything up to and including "PST ").
+    std::vector<std::string> bodies() const {
+        std::vector<std::string> out;
+        for (const std::string& line : lines()) {
+            const size_t pos = line.find(" PST ");
+            out.push_back(pos == std::string::npos ? line : line.substr(pos + 5));
+        }
+        return out;
+    }
+    bool contains(const std::string& text) const {
+        for (const std::string& line : lines()) {
+            if (line.find(text) != std::string::npos) return true;
+        }
+        return false;
+    }
+    void clear() {
+        VXLog::flush();
+        _target->clear();
+    }
+
+private:
+    std::shared_ptr<VXLogCaptureTarget> _target;
+};
+
+inline std::string utf8(const VXString& s) { return s.toUtf8(); }
