@@ -1,6 +1,6 @@
 #include "MagControl.h"
 
-#include "ChangingContentPump.h"
+#include "ChangingContent.h"
 #include "PixelPacker.h"
 
 #include <memory>
@@ -16,7 +16,7 @@ constexpr DWORD kErrorListTooLong = ERROR_NOT_SUPPORTED;
 // A render target format the device refuses is reported apart from other failures.
 constexpr DWORD kErrorFormatRefused = ERROR_INVALID_PIXEL_FORMAT;
 constexpr DWORD kErrorDeviceFailed = ERROR_GEN_FAILURE;
-// The device is shared with the pump thread of VXMAG_RENDER=changing; FPU_PRESERVE keeps
+// An interception may read the render target from another thread; FPU_PRESERVE keeps
 // Direct3D from lowering the caller's floating-point precision.
 constexpr DWORD kDeviceFlags =
     D3DCREATE_SOFTWARE_VERTEXPROCESSING | D3DCREATE_MULTITHREADED | D3DCREATE_FPU_PRESERVE;
@@ -82,10 +82,13 @@ DWORD MagControl::render(const RECT& source) {
         return error;
     }
 
-    std::unique_ptr<ChangingContentPump> pump;
+    std::unique_ptr<ChangingContent> changing;
     if (switches.mode == RenderMode::Changing) {
-        pump = std::make_unique<ChangingContentPump>(device_.get(), target_.get(), targetFormat_,
-                                                     changeCounter_);
+        changing =
+            std::make_unique<ChangingContent>(device_.get(), target_.get(), targetFormat_, changeCounter_);
+        if (!changing->active()) {
+            return kErrorDeviceFailed;
+        }
     }
     return present();
 }

@@ -1,4 +1,4 @@
-#include "ChangingContentPump.h"
+#include "ChangingContent.h"
 
 #include "PixelPacker.h"
 
@@ -7,16 +7,16 @@
 
 namespace {
 
-// One pixel per counter bit, black or white: every format keeps that apart, whereas
-// a counter encoded as a colour would lose its low bits in a 16-bit format and repeat.
+// One pixel per counter bit, black or white: every format keeps those apart, whereas a
+// counter encoded as one colour would lose its low bits in a 16-bit format and repeat.
 constexpr UINT kCounterBits = 32;
 constexpr uint32_t kBitSet = 0x00FFFFFF;
 constexpr uint32_t kBitClear = 0x00000000;
 
 }  // namespace
 
-ChangingContentPump::ChangingContentPump(IDirect3DDevice9* device, IDirect3DSurface9* target,
-                                         D3DFORMAT format, std::atomic<uint32_t>& counter)
+ChangingContent::ChangingContent(IDirect3DDevice9* device, IDirect3DSurface9* target, D3DFORMAT format,
+                                 std::atomic<uint32_t>& counter)
     : device_(device), target_(target), format_(format), counter_(counter) {
     D3DSURFACE_DESC desc;
     if (FAILED(target_->GetDesc(&desc))) {
@@ -28,17 +28,27 @@ ChangingContentPump::ChangingContentPump(IDirect3DDevice9* device, IDirect3DSurf
         return;
     }
     writeNext();
-    thread_ = std::thread([this] { run(); });
-}
-
-ChangingContentPump::~ChangingContentPump() {
-    stop_ = true;
-    if (thread_.joinable()) {
-        thread_.join();
+    // Reacting to the readbacks themselves, rather than racing them from another thread,
+    // makes every single one differ from the one before.
+    if (ReadbackHook::install(device_)) {
+        ReadbackHook::add(this);
+        listening_ = true;
     }
 }
 
-void ChangingContentPump::writeNext() {
+ChangingContent::~ChangingContent() {
+    if (listening_) {
+        ReadbackHook::remove(this);
+    }
+}
+
+void ChangingContent::afterReadback(IDirect3DDevice9* device) {
+    if (device == device_) {
+        writeNext();
+    }
+}
+
+void ChangingContent::writeNext() {
     const uint32_t value = ++counter_;
     std::vector<uint32_t> row(stripWidth_);
     for (UINT bit = 0; bit < stripWidth_; ++bit) {
@@ -53,12 +63,4 @@ void ChangingContentPump::writeNext() {
     strip_->UnlockRect();
     const POINT origin = {0, 0};
     device_->UpdateSurface(strip_.get(), nullptr, target_, &origin);
-}
-
-void ChangingContentPump::run() {
-    while (!stop_) {
-        writeNext();
-        // Give the reading thread its turn at the device lock between two writes.
-        SwitchToThread();
-    }
 }
