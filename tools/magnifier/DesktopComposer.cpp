@@ -1,13 +1,14 @@
 #include "DesktopComposer.h"
 
+#include "ForeignWindowPrinter.h"
+#include "WindowPrint.h"
+
 #include <algorithm>
 #include <cstring>
 
 namespace {
 
 constexpr WORD kCanvasBitsPerPixel = 32;
-// PrintWindow flags: the whole window, frame included, as it appears on screen.
-constexpr UINT kPrintWholeWindow = 0;
 
 struct EnumState {
     std::vector<HWND> windows;
@@ -161,12 +162,21 @@ void DesktopComposer::drawWindow(HWND window, const RECT& source) {
     const int x = bounds.left - source.left;
     const int y = bounds.top - source.top;
 
-    WindowCanvas canvas(dc_, windowWidth, windowHeight);
-    if (canvas.valid() && PrintWindow(window, canvas.dc(), kPrintWholeWindow)) {
-        BitBlt(dc_, x, y, windowWidth, windowHeight, canvas.dc(), 0, 0, SRCCOPY);
-        return;
+    DWORD owner = 0;
+    GetWindowThreadProcessId(window, &owner);
+    if (owner != GetCurrentProcessId()) {
+        if (ForeignWindowPrinter::print(window, windowWidth, windowHeight, dc_, x, y)) {
+            return;
+        }
+    } else {
+        WindowCanvas canvas(dc_, windowWidth, windowHeight);
+        if (canvas.valid() && printWholeWindow(window, canvas.dc())) {
+            BitBlt(dc_, x, y, windowWidth, windowHeight, canvas.dc(), 0, 0, SRCCOPY);
+            return;
+        }
     }
-    // Some windows refuse WM_PRINT; their on-screen pixels are the next best thing.
+    // The window could not be printed; its on-screen pixels are the next best thing, though
+    // under Wine the parts that other windows cover come back black.
     HDC windowDc = GetWindowDC(window);
     if (windowDc != nullptr) {
         BitBlt(dc_, x, y, windowWidth, windowHeight, windowDc, 0, 0, SRCCOPY);
