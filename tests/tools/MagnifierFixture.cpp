@@ -1,6 +1,7 @@
 #include "MagnifierFixture.h"
 
 #include <string>
+#include <type_traits>
 
 namespace {
 

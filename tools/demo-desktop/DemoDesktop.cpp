@@ -73,15 +73,15 @@ bool createWindows(HINSTANCE instance) {
     labelFont =
         CreateFontW(kLabelHeight, 0, 0, 0, FW_BOLD, FALSE, FALSE, FALSE, DEFAULT_CHARSET, OUT_DEFAULT_PRECIS,
                     CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_SWISS, L"Arial");
-    for (const DemoWindow& spec : kDemoWindows) {
-        const RECT& r = spec.bounds;
+    for (const DemoWindow& layout : kDemoWindows) {
+        const RECT& r = layout.bounds;
         HWND window =
-            CreateWindowExW(0, kWindowClass, spec.title, kWindowStyle & ~WS_VISIBLE, r.left, r.top,
+            CreateWindowExW(0, kWindowClass, layout.title, kWindowStyle & ~WS_VISIBLE, r.left, r.top,
                             r.right - r.left, r.bottom - r.top, nullptr, nullptr, instance, nullptr);
         if (window == nullptr) {
             return false;
         }
-        SetWindowLongPtrW(window, GWLP_USERDATA, static_cast<LONG_PTR>(spec.color));
+        SetWindowLongPtrW(window, GWLP_USERDATA, static_cast<LONG_PTR>(layout.color));
         ShowWindow(window, SW_SHOW);
         UpdateWindow(window);
     }

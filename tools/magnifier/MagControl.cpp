@@ -11,7 +11,7 @@ namespace {
 constexpr DWORD kFilterModeExclude = 0;
 // MS_SHOWMAGNIFIEDCURSOR: the control draws the cursor into the magnified image.
 constexpr LONG_PTR kStyleShowCursor = 0x0001;
-// Asked for by the server's failure tests as "not supported".
+// What the system library answers to a list longer than it takes (ERROR_NOT_SUPPORTED).
 constexpr DWORD kErrorListTooLong = ERROR_NOT_SUPPORTED;
 // A render target format the device refuses is reported apart from other failures.
 constexpr DWORD kErrorFormatRefused = ERROR_INVALID_PIXEL_FORMAT;
