@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "VXChecks.h"
+#include "VXImageConverter.h"
 #include "VXMakeShared.h"
 #include "VXPngWriter.h"
 
@@ -707,15 +708,17 @@ VXResult VXImageUtils::scale(const ImagePtr& src, const VXRect& srcRect, const I
 VXResult VXImageUtils::saveToFile(const ImagePtr& image, const VXString& path) {
     VX_CHECK_PARAM(image);
     VX_CHECK_PARAM(image->getBits());
+    ImagePtr rgb = image;
     if (image->getBitDepth() != 32) {
-        const VXResult refused = VX_ERROR(VXError::eBadFormat, u"%s -- unsupported bpp[%d] (only32)",
-                                          kSaveToFile, image->getBitDepth());
-        return VXResult(refused, VX_SITE, u"Failed to save image to file.");
+        rgb.reset();
+        const VXResult converted = VXImageConverter::convert(image, VXRect(image->getSize()), 32, rgb);
+        if (converted.isError())
+            return VXResult(converted, VX_SITE, u"Failed to save image to file.");
     }
     std::vector<uint8_t> png;
-    const VXResult encoded = VXPngWriter::encode(image->getBits(), static_cast<uint32_t>(image->getWidth()),
-                                                 static_cast<uint32_t>(image->getHeight()),
-                                                 image->getBytesPerLine(), VXPngWriter::Channels::eRGB, png);
+    const VXResult encoded = VXPngWriter::encode(rgb->getBits(), static_cast<uint32_t>(rgb->getWidth()),
+                                                 static_cast<uint32_t>(rgb->getHeight()),
+                                                 rgb->getBytesPerLine(), VXPngWriter::Channels::eRGB, png);
     if (encoded.isError())
         return VXResult(encoded, VX_SITE, u"Failed to save image to file.");
     // The writer names the file failure itself.

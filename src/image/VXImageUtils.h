@@ -103,6 +103,6 @@ public:
     static VXResult scale(const ImagePtr& src, const VXRect& srcRect, const ImagePtr& dst,
                           const VXRect& dstRect);
 
-    // A 32-bit image as PNG, without alpha.
+    // PNG without alpha; 8-, 16- and 24-bit images are written through a 32-bit copy.
     static VXResult saveToFile(const ImagePtr& image, const VXString& path);
 };

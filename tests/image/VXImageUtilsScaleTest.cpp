@@ -146,6 +146,28 @@ TEST(VXImageUtilsSave, WritesThePixelsOfAViewStepByItsParentsStride) {
     }
 }
 
+TEST(VXImageUtilsSave, OtherDepthsAreWrittenThroughTheirColourInformation) {
+    const auto image = makeImage(2, 1, 16);
+    const uint16_t values[] = {0xF800, 0x07FF};
+    std::memcpy(image->getBits(), values, sizeof(values));
+    const std::filesystem::path file = std::filesystem::temp_directory_path() / "vx_imageutils_save16.png";
+    ASSERT_TRUE(VXImageUtils::saveToFile(image, VXString::fromUtf8(file.string())).isSuccess());
+    std::ifstream in(file, std::ios::binary);
+    const std::vector<uint8_t> png((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    in.close();
+    std::filesystem::remove(file);
+    const std::vector<uint8_t> expected = {0xFF, 0x00, 0x00, 0x00, 0xFF, 0xFF};
+    EXPECT_EQ(decodeRgb(png, 2, 1), expected);
+
+    auto odd = std::make_shared<VXImage>(4, 4, 4);
+    ASSERT_TRUE(odd->allocate().isSuccess());
+    const VXResult refused = VXImageUtils::saveToFile(odd, VXString::fromUtf8(file.string()));
+    EXPECT_EQ(refused.code(), VXError::eNotImplemented);
+    EXPECT_TRUE(contains(refused, "no conversion from 4 to 32 bits"));
+    EXPECT_TRUE(contains(refused, "Failed to save image to file."));
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
 TEST(VXImageUtilsSave, FailuresSayTheImageWasNotSaved) {
     const auto image = makeImage(2, 2, 32);
     const std::filesystem::path missing = std::filesystem::temp_directory_path() / "vx-no-such-dir" / "x.png";
