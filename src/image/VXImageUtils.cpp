@@ -715,10 +715,13 @@ VXResult VXImageUtils::saveToFile(const ImagePtr& image, const VXString& path) {
         if (converted.isError())
             return VXResult(converted, VX_SITE, u"Failed to save image to file.");
     }
+    // Rows are taken as the image orders them, which for a bottom-up bitmap is backwards in memory.
+    const uint8_t* firstRow = rgb->getLinePtr(0);
+    const int64_t stride = rgb->getHeight() > 1 ? rgb->getLinePtr(1) - firstRow : rgb->getBytesPerLine();
     std::vector<uint8_t> png;
-    const VXResult encoded = VXPngWriter::encode(rgb->getBits(), static_cast<uint32_t>(rgb->getWidth()),
-                                                 static_cast<uint32_t>(rgb->getHeight()),
-                                                 rgb->getBytesPerLine(), VXPngWriter::Channels::eRGB, png);
+    const VXResult encoded = VXPngWriter::encode(firstRow, static_cast<uint32_t>(rgb->getWidth()),
+                                                 static_cast<uint32_t>(rgb->getHeight()), stride,
+                                                 VXPngWriter::Channels::eRGB, png);
     if (encoded.isError())
         return VXResult(encoded, VX_SITE, u"Failed to save image to file.");
     // The writer names the file failure itself.
