@@ -49,11 +49,7 @@ TEST(VistrelSharedObjects, FullHdImageBlockIsMappedAt8311808Bytes) {
     objects->shMemImage->view[kFullHdImageBlock - 1] = 1;  // the whole block is writable
     EXPECT_TRUE(mapsAtSize(params->resultName, 8192));
     EXPECT_FALSE(mapsAtSize(params->resultName, 8192 + kPage));
-    EXPECT_TRUE(mapsAtSize(params->captureCursorName, 128));
-    EXPECT_FALSE(mapsAtSize(params->captureCursorName, 128 + kPage));
-    EXPECT_EQ(objects->eventStart->creationCode(), VXError::eNoError);
     EXPECT_FALSE(objects->eventStart->isManualReset());
-    EXPECT_EQ(utf8(objects->eventCompleted->name()), utf8(params->eventCompletedName));
 }
 
 TEST(VistrelSharedObjects, EventThatCannotBeCreatedIsLoggedAndNotFatal) {
@@ -72,7 +68,7 @@ TEST(VistrelSharedObjects, EventThatCannotBeCreatedIsLoggedAndNotFatal) {
     CloseHandle(squatter);
 }
 
-TEST(VistrelSharedObjects, FirstFailingBlockEndsCreationAndReleasesTheOthers) {
+TEST(VistrelSharedObjects, SmallerExistingBlockFailsInMapViewOfFileAndEndsCreation) {
     const auto params = paramsFor(VXRect(0, 0, 64, 48), uniqueGuid());
     HANDLE smallImage =
         CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 64, params->imageName.wstr());
@@ -81,29 +77,18 @@ TEST(VistrelSharedObjects, FirstFailingBlockEndsCreationAndReleasesTheOthers) {
     const VXResult r = SharedObjects::create(*params, objects);
     EXPECT_TRUE(r.isError());
     EXPECT_EQ(text(r).rfind("Method \"MapViewOfFile\" returned Win32 error [", 0), 0u) << text(r);
-    EXPECT_NE(text(r).find("Error returned at Vistrel::SharedObjects::create, vistrelsharedobjects.cpp:"),
+    EXPECT_NE(text(r).find("\n\tError returned to SharedProcessMemory::create, sharedprocessmemory.cpp:"),
+              std::string::npos);
+    EXPECT_NE(text(r).find("\n\tError returned at Vistrel::SharedObjects::create, vistrelsharedobjects.cpp:"),
               std::string::npos)
         << text(r);
     EXPECT_EQ(objects, nullptr);
+    EXPECT_TRUE(mapsAtSize(params->imageName, 64));       // the host's block is left as it was
     EXPECT_FALSE(mappingExists(params->waitResultName));  // never created
     EXPECT_FALSE(mappingExists(params->resultName));
     EXPECT_FALSE(mappingExists(params->exclWndsName));  // created, then released with the record
     EXPECT_FALSE(mappingExists(params->captureCursorName));
     CloseHandle(smallImage);
-}
-
-TEST(VistrelSharedObjects, DroppingTheRecordReleasesEveryObject) {
-    const auto params = paramsFor(VXRect(0, 0, 64, 48), uniqueGuid());
-    std::shared_ptr<SharedObjects> objects;
-    ASSERT_TRUE(SharedObjects::create(*params, objects).isSuccess());
-    ASSERT_TRUE(mappingExists(params->exclWndsName));
-    objects.reset();
-    for (const VXString* name : {&params->exclWndsName, &params->captureCursorName, &params->imageName,
-                                 &params->waitResultName, &params->resultName}) {
-        EXPECT_FALSE(mappingExists(*name)) << utf8(*name);
-    }
-    HANDLE event = OpenEventW(SYNCHRONIZE, FALSE, params->eventStartName.wstr());
-    EXPECT_EQ(event, nullptr);
 }
 
 TEST(VistrelSharedObjects, HostProcessJoinsByNameAndExchangesASignalAndBytes) {

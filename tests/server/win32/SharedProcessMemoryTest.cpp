@@ -32,51 +32,6 @@ TEST(SharedProcessMemory, ParameterChecksNameTheArgumentAndLeaveTheOutputAlone) 
     EXPECT_EQ(memory, before);
 }
 
-TEST(SharedProcessMemory, SecondCreateJoinsTheBlockAndKeepsItsContents) {
-    const VXString name = uniqueGuid();
-    std::shared_ptr<SharedProcessMemory> first;
-    std::shared_ptr<SharedProcessMemory> second;
-    ASSERT_TRUE(SharedProcessMemory::create(name.c_str(), kPage, first).isSuccess());
-    ASSERT_NE(first->mapping, nullptr);
-    first->view[0] = 0x11;
-    first->view[kPage - 1] = 0x22;
-    ASSERT_TRUE(SharedProcessMemory::create(name.c_str(), kPage, second).isSuccess());
-    EXPECT_NE(second->view, first->view);
-    EXPECT_EQ(second->view[0], 0x11);
-    EXPECT_EQ(second->view[kPage - 1], 0x22);
-    first.reset();  // the block lives while any side holds it
-    second->view[1] = 0x33;
-    EXPECT_EQ(second->view[0], 0x11);
-}
-
-TEST(SharedProcessMemory, ExistingSmallerMappingMakesMapViewOfFileFail) {
-    const VXString name = uniqueGuid();
-    HANDLE small = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, kPage, name.wstr());
-    ASSERT_NE(small, nullptr);
-    std::shared_ptr<SharedProcessMemory> memory;
-    const VXResult r = SharedProcessMemory::create(name.c_str(), 2 * kPage, memory);
-    EXPECT_TRUE(r.isError());
-    EXPECT_EQ(text(r).rfind("Method \"MapViewOfFile\" returned Win32 error [", 0), 0u) << text(r);
-    EXPECT_NE(text(r).find("Error returned to SharedProcessMemory::create, sharedprocessmemory.cpp:"),
-              std::string::npos)
-        << text(r);
-    EXPECT_EQ(memory, nullptr);
-    // The same size as the existing section is fine: it is opened as it is.
-    EXPECT_TRUE(SharedProcessMemory::create(name.c_str(), kPage, memory).isSuccess());
-    CloseHandle(small);
-}
-
-TEST(SharedProcessMemory, NameOfAnotherKindOfObjectFailsInCreateFileMapping) {
-    const VXString name = uniqueGuid();
-    HANDLE event = CreateEventW(nullptr, FALSE, FALSE, name.wstr());
-    std::shared_ptr<SharedProcessMemory> memory;
-    const VXResult r = SharedProcessMemory::create(name.c_str(), kPage, memory);
-    EXPECT_EQ(r.code(), VXError::eBadHandle);
-    EXPECT_EQ(text(r).rfind("Method \"CreateFileMapping\" returned Win32 error [6]. ", 0), 0u) << text(r);
-    EXPECT_EQ(memory, nullptr);
-    CloseHandle(event);
-}
-
 TEST(SharedProcessMemory, FailedReleaseStepsAreWarningsAndDoNotStopEachOther) {
     std::shared_ptr<SharedProcessMemory> memory;
     ASSERT_TRUE(SharedProcessMemory::create(uniqueGuid().c_str(), kPage, memory).isSuccess());
