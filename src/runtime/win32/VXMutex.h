@@ -24,6 +24,8 @@ public:
     // that two mutexes with one name in different objects or processes stay apart.
     explicit VXMutex(const char16_t* name = nullptr, bool initialOwner = false,
                      int32_t scope = VXSync::eScopeUnnamed);
+    // Reports a mutex destroyed while held, and writes the lock statistics (debug level) of
+    // every mutex that was locked at least once.
     virtual ~VXMutex();
     VXMutex(const VXMutex&) = delete;
     VXMutex& operator=(const VXMutex&) = delete;
