@@ -20,15 +20,22 @@ VXString HostCommand::newGuid() {
 
 VXResult HostCommand::build(const VXString& serverPath, const VXRect& captureRect, const VXString& guid,
                             bool unitTestMode, VXString& commandLine) {
-    VX_CHECK_PARAM(!serverPath.isEmpty());
     VX_CHECK_PARAM(!guid.isEmpty());
+    VXString options;
+    VX_RETURN_IF_ERROR(Params::makeCommandLine(captureRect, guid.c_str(), unitTestMode, options));
+    VX_RETURN_IF_ERROR(join(serverPath, options, commandLine));
+    return VXError::eNoError;
+}
+
+VXResult HostCommand::join(const VXString& serverPath, const VXString& serverOptions, VXString& commandLine) {
+    VX_CHECK_PARAM(!serverPath.isEmpty());
     // The server takes everything after the first blank outside quotes as its options,
     // so the program path is always quoted, blanks or not.
     VX_CHECK_PARAM(serverPath.find(u'"') < 0);
-    VXString options;
-    VX_RETURN_IF_ERROR(Params::makeCommandLine(captureRect, guid.c_str(), unitTestMode, options));
     VXString line;
-    if (!line.format(u"\"%s\" %s", serverPath, options)) return VX_ERROR(VXError::eTooLong, u"Command line too long");
+    if (!line.format(u"\"%s\" %s", serverPath, serverOptions)) {
+        return VX_ERROR(VXError::eTooLong, u"Command line too long");
+    }
     commandLine = std::move(line);
     return VXError::eNoError;
 }

@@ -15,6 +15,8 @@ public:
     // The quoted server path, a blank, then the server's own options.
     static VXResult build(const VXString& serverPath, const VXRect& captureRect, const VXString& guid,
                           bool unitTestMode, VXString& commandLine);
+    // The quoted server path, a blank, then serverOptions as they are.
+    static VXResult join(const VXString& serverPath, const VXString& serverOptions, VXString& commandLine);
 };
 
 }  // namespace Vistrel
