@@ -60,4 +60,18 @@ bool setPixel(IDirect3DSurface9* surface, UINT x, UINT y, uint32_t value) {
     return SUCCEEDED(surface->UnlockRect());
 }
 
+bool setAllPixels(IDirect3DSurface9* surface, uint32_t value) {
+    D3DSURFACE_DESC desc = {};
+    D3DLOCKED_RECT locked = {};
+    if (FAILED(surface->GetDesc(&desc)) || FAILED(surface->LockRect(&locked, nullptr, 0)))
+        return false;
+    for (UINT y = 0; y < desc.Height; ++y) {
+        uint32_t* row = reinterpret_cast<uint32_t*>(static_cast<uint8_t*>(locked.pBits) +
+                                                    static_cast<size_t>(y) * locked.Pitch);
+        for (UINT x = 0; x < desc.Width; ++x)
+            row[x] = value;
+    }
+    return SUCCEEDED(surface->UnlockRect());
+}
+
 }  // namespace d3dtest
