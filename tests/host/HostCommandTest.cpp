@@ -10,19 +10,20 @@ namespace {
 
 TEST(HostCommand, QuotedProgramThenOptionsThatParseBack) {
     VXString line;
-    ASSERT_TRUE(Vistrel::HostCommand::build(u"C:\\Program Files\\Vistrel\\Vistrel.exe", VXRect(-10, 0, 1910, 1080),
-                                            u"{ABC}", false, line)
+    ASSERT_TRUE(Vistrel::HostCommand::build(u"C:\\Program Files\\Vistrel\\Vistrel.exe",
+                                            VXRect(-10, 0, 1910, 1080), u"{ABC}", false, line)
                     .isSuccess());
-    EXPECT_EQ(line.toUtf8(), "\"C:\\Program Files\\Vistrel\\Vistrel.exe\" \"/cr -10,0,1910,1080\" \"/g {ABC}\"");
+    EXPECT_EQ(line.toUtf8(),
+              "\"C:\\Program Files\\Vistrel\\Vistrel.exe\" \"/cr -10,0,1910,1080\" \"/g {ABC}\"");
     // What the server sees after its program name: the blank and the options.
     const int32_t split = line.find(u"\" ") + 1;
     VXString args;
     ASSERT_TRUE(line.substr(split, args).isSuccess());
     std::shared_ptr<Vistrel::Params> params;
-    ASSERT_TRUE(Vistrel::Params::create(args.c_str(), Vistrel::kEventStartPrefix, Vistrel::kEventCompletedPrefix,
-                                        Vistrel::kExclWndsPrefix, Vistrel::kCaptureCursorPrefix,
-                                        Vistrel::kImagePrefix, Vistrel::kWaitResultPrefix, Vistrel::kResultPrefix,
-                                        params)
+    ASSERT_TRUE(Vistrel::Params::create(args.c_str(), Vistrel::kEventStartPrefix,
+                                        Vistrel::kEventCompletedPrefix, Vistrel::kExclWndsPrefix,
+                                        Vistrel::kCaptureCursorPrefix, Vistrel::kImagePrefix,
+                                        Vistrel::kWaitResultPrefix, Vistrel::kResultPrefix, params)
                     .isSuccess());
     EXPECT_EQ(params->captureRect, VXRect(-10, 0, 1910, 1080));
     EXPECT_EQ(params->guid.toUtf8(), "{ABC}");

@@ -18,12 +18,14 @@ constexpr uint32_t kTerminateExitCode = 0xDEAD;
 VXString executableFolder() {
     VXString path;
     wchar_t* buffer = reinterpret_cast<wchar_t*>(path.getWritableBuffer(kModulePathChars - 1));
-    if (buffer == nullptr) return VXString();
+    if (buffer == nullptr)
+        return VXString();
     const DWORD n = GetModuleFileNameW(nullptr, buffer, kModulePathChars - 1);
     path.releaseWritableBuffer(static_cast<int32_t>(n));
     int32_t cut = -1;
     for (int32_t i = 0; i < static_cast<int32_t>(path.length()); ++i) {
-        if (path[i] == u'\\' || path[i] == u'/') cut = i;
+        if (path[i] == u'\\' || path[i] == u'/')
+            cut = i;
     }
     VXString folder;
     path.substr(0, cut + 1, folder);
@@ -32,7 +34,8 @@ VXString executableFolder() {
 
 Host::~Host() {
     if (_process != nullptr) {
-        if (isRunning()) TerminateProcess(_process, kTerminateExitCode);
+        if (isRunning())
+            TerminateProcess(_process, kTerminateExitCode);
         CloseHandle(_process);
     }
 }
@@ -41,7 +44,8 @@ VXResult Host::start(const HostOptions& options, std::unique_ptr<Host>& host) {
     VX_CHECK_PARAM(!options.captureRect.isEmpty());
     const VXString guid = options.guid.isEmpty() ? HostCommand::newGuid() : options.guid;
     VXString serverPath = options.serverPath;
-    if (serverPath.isEmpty()) serverPath = executableFolder() + VXString(u"Vistrel.exe");
+    if (serverPath.isEmpty())
+        serverPath = executableFolder() + VXString(u"Vistrel.exe");
     VXString serverOptions;
     VX_RETURN_IF_ERROR(
         Params::makeCommandLine(options.captureRect, guid.c_str(), options.unitTestMode, serverOptions));
@@ -79,8 +83,8 @@ VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serv
     PROCESS_INFORMATION process{};
     // CreateProcessW may write into the command line.
     std::wstring writable(commandLine.wstr());
-    if (!CreateProcessW(serverPath.wstr(), writable.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                        &process)) {
+    if (!CreateProcessW(serverPath.wstr(), writable.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &process)) {
         return VX_WIN32_ERROR(u"CreateProcess");
     }
     CloseHandle(process.hThread);
@@ -90,7 +94,9 @@ VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serv
     return VXError::eNoError;
 }
 
-bool Host::isRunning() const { return _process != nullptr && WaitForSingleObject(_process, 0) == WAIT_TIMEOUT; }
+bool Host::isRunning() const {
+    return _process != nullptr && WaitForSingleObject(_process, 0) == WAIT_TIMEOUT;
+}
 
 VXResult Host::readResultBlock(ResultRecord& record) const {
     if (SerializeUtils::readResult(_objects->shMemResult->view, kResultBlockSize, record) == nullptr) {
@@ -104,14 +110,15 @@ VXResult Host::describeExit_(const VXSourceLocation& site) {
     GetExitCodeProcess(_process, &exitCode);
     ResultRecord final;
     readResultBlock(final);
-    return VXResult(VXError::eUnexpected, site, u"Server ended with exit code %u; final result (%d) %s", exitCode,
-                    final.code, final.text);
+    return VXResult(VXError::eUnexpected, site, u"Server ended with exit code %u; final result (%d) %s",
+                    exitCode, final.code, final.text);
 }
 
 VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captureCursor, Capture& capture,
                        uint32_t timeoutMs) {
     VX_CHECK_PARAM(excludedWindows.size() <= kMaxExcludedWindows);
-    if (!isRunning()) return describeExit_(VX_SITE);
+    if (!isRunning())
+        return describeExit_(VX_SITE);
 
     SerializeUtils::writeWindowList(_objects->shMemExclWnds->view, kExclWndsBlockSize, excludedWindows);
     SerializeUtils::writeBool(_objects->shMemCaptureCursor->view, captureCursor);
@@ -120,11 +127,13 @@ VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captur
 
     const HANDLE handles[] = {_objects->eventCompleted->handle(), _process};
     const DWORD wait = WaitForMultipleObjects(2, handles, FALSE, timeoutMs);
-    if (wait == WAIT_OBJECT_0 + 1) return describeExit_(VX_SITE);
+    if (wait == WAIT_OBJECT_0 + 1)
+        return describeExit_(VX_SITE);
     if (wait == WAIT_TIMEOUT) {
         return VX_ERROR(VXError::eTimeout, u"No answer from the server within %u ms", timeoutMs);
     }
-    if (wait != WAIT_OBJECT_0) return VX_WIN32_ERROR(u"WaitForMultipleObjects");
+    if (wait != WAIT_OBJECT_0)
+        return VX_WIN32_ERROR(u"WaitForMultipleObjects");
 
     VX_RETURN_IF_ERROR(readResultBlock(capture.result));
     if (capture.result.code <= VXError::eNoError && _image) {
@@ -141,18 +150,23 @@ VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captur
 
 VXResult Host::waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult) {
     const DWORD wait = WaitForSingleObject(_process, timeoutMs);
-    if (wait == WAIT_TIMEOUT) return VX_ERROR(VXError::eTimeout, u"Server still running after %u ms", timeoutMs);
-    if (wait != WAIT_OBJECT_0) return VX_WIN32_ERROR(u"WaitForSingleObject");
+    if (wait == WAIT_TIMEOUT)
+        return VX_ERROR(VXError::eTimeout, u"Server still running after %u ms", timeoutMs);
+    if (wait != WAIT_OBJECT_0)
+        return VX_WIN32_ERROR(u"WaitForSingleObject");
     DWORD code = 0;
-    if (!GetExitCodeProcess(_process, &code)) return VX_WIN32_ERROR(u"GetExitCodeProcess");
+    if (!GetExitCodeProcess(_process, &code))
+        return VX_WIN32_ERROR(u"GetExitCodeProcess");
     exitCode = code;
     VX_RETURN_IF_ERROR(readResultBlock(finalResult));
     return VXError::eNoError;
 }
 
 VXResult Host::terminate() {
-    if (!isRunning()) return VXError::eNoError;
-    if (!TerminateProcess(_process, kTerminateExitCode)) return VX_WIN32_ERROR(u"TerminateProcess");
+    if (!isRunning())
+        return VXError::eNoError;
+    if (!TerminateProcess(_process, kTerminateExitCode))
+        return VX_WIN32_ERROR(u"TerminateProcess");
     WaitForSingleObject(_process, INFINITE);
     return VXError::eNoError;
 }

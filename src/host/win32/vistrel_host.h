@@ -14,21 +14,21 @@ extern "C" {
 typedef struct VistrelHost VistrelHost;
 
 typedef struct VistrelFrame {
-    int32_t code;              /* the server's answer; pixels are valid when code <= 2000 */
-    const wchar_t* text;       /* the answer's text, valid until the next call on the host */
-    const uint8_t* pixels;     /* 32-bit B,G,R,X rows, row 0 first */
+    int32_t code;          /* the server's answer; pixels are valid when code <= 2000 */
+    const wchar_t* text;   /* the answer's text, valid until the next call on the host */
+    const uint8_t* pixels; /* 32-bit B,G,R,X rows, row 0 first */
     int32_t width;
     int32_t height;
-    int32_t stride;            /* bytes from one row to the next */
+    int32_t stride; /* bytes from one row to the next */
     uint32_t waitIterations;
     uint32_t waitMilliseconds;
     int32_t waitTimedOut;
-    uint64_t microseconds;     /* request to answer, as the host saw it */
+    uint64_t microseconds; /* request to answer, as the host saw it */
 } VistrelFrame;
 
 /* serverPath may be null: "Vistrel.exe" beside the calling program. */
-int32_t vistrel_host_start(const wchar_t* serverPath, int32_t left, int32_t top, int32_t right, int32_t bottom,
-                           int32_t unitTestMode, VistrelHost** host);
+int32_t vistrel_host_start(const wchar_t* serverPath, int32_t left, int32_t top, int32_t right,
+                           int32_t bottom, int32_t unitTestMode, VistrelHost** host);
 int32_t vistrel_host_capture(VistrelHost* host, const uint64_t* windows, uint32_t windowCount,
                              int32_t captureCursor, uint32_t timeoutMs, VistrelFrame* frame);
 int32_t vistrel_host_wait_exit(VistrelHost* host, uint32_t timeoutMs, uint32_t* exitCode, int32_t* finalCode);
