@@ -6,8 +6,7 @@
 #include <vector>
 
 #include "GrabOptions.h"
-#include "VXChecks.h"
-#include "VXPngWriter.h"
+#include "VXImageUtils.h"
 #include "VistrelHost.h"
 
 namespace {
@@ -41,15 +40,6 @@ bool outputPath(const VXString& pattern, uint32_t index, uint32_t count, VXStrin
     return index == count;
 }
 
-VXResult savePng(const VXImage& image, const VXString& path, size_t& bytes) {
-    std::vector<uint8_t> png;
-    VX_RETURN_IF_ERROR(VXPngWriter::encode(image.getBits(), static_cast<uint32_t>(image.getWidth()),
-                                           static_cast<uint32_t>(image.getHeight()), image.getBytesPerLine(),
-                                           VXPngWriter::Channels::eRGB, png));
-    VX_RETURN_IF_ERROR(VXPngWriter::writeFile(path, png));
-    bytes = png.size();
-    return VXError::eNoError;
-}
 
 int fail(const char* what, const VXResult& r) {
     std::printf("vistrel-grab: %s: (%d) %s\n", what, r.code(), utf8(r.message()).c_str());
@@ -113,11 +103,10 @@ int wmain(int argc, wchar_t** argv) {
         VXString path;
         if (!outputPath(options.output, i, options.count, path))
             continue;
-        size_t bytes = 0;
-        const VXResult saved = savePng(*capture.image, path, bytes);
+        const VXResult saved = VXImageUtils::saveToFile(capture.image, path);
         if (saved.isError())
             return fail("saving the image", saved);
-        std::printf("  saved %s (%u bytes)\n", utf8(path).c_str(), static_cast<unsigned>(bytes));
+        std::printf("  saved %s\n", utf8(path).c_str());
     }
     // The first capture also makes the magnifier's Direct3D device; the rest show the pace.
     std::printf("first capture %.1f ms", static_cast<double>(firstMicroseconds) / 1000.0);
