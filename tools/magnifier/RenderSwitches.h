@@ -1,0 +1,18 @@
+// Test switches of the stand-in, read from the environment at each render so that one
+// process can drive the server's failure paths one after another.
+#pragma once
+
+#include <d3d9.h>
+#include <windows.h>
+
+enum class RenderMode { Desktop, Black, Changing };
+
+struct RenderSwitches {
+    RenderMode mode = RenderMode::Desktop;
+    D3DFORMAT format = D3DFMT_X8R8G8B8;
+
+    static RenderSwitches read();
+};
+
+// Longest filter list accepted; VXMAG_FILTER_LIMIT overrides the default.
+int filterListLimit();
