@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "VXPngWriter.h"
+
+namespace {
+
+uint32_t be32(const uint8_t* p) {
+    return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
+}
+
+struct Chunk {
+    std::string type;
+    std::vector<uint8_t> data;
+};
+
+// Walks the chunks, checking each CRC; a decoder would refuse the file otherwise.
+std::vector<Chunk> chunks(const std::vector<uint8_t>& png) {
+    std::vector<Chunk> out;
+    for (size_t pos = 8; pos + 12 <= png.size();) {
+        const uint32_t size = be32(&png[pos]);
+        Chunk c;
+        c.type.assign(reinterpret_cast<const char*>(&png[pos + 4]), 4);
+        c.data.assign(png.begin() + static_cast<long>(pos + 8), png.begin() + static_cast<long>(pos + 8 + size));
+        const uLong crc = crc32(0L, &png[pos + 4], size + 4);
+        EXPECT_EQ(be32(&png[pos + 8 + size]), static_cast<uint32_t>(crc)) << c.type;
+        out.push_back(std::move(c));
+        pos += 12 + size;
+    }
+    return out;
+}
+
+// Undoes the "Sub" filter the writer uses, giving the plain pixel rows.
+std::vector<uint8_t> unfilter(const std::vector<uint8_t>& raw, uint32_t width, uint32_t height, size_t bpp) {
+    std::vector<uint8_t> pixels;
+    const size_t line = 1 + width * bpp;
+    for (uint32_t y = 0; y < height; ++y) {
+        EXPECT_EQ(raw[y * line], 1);
+        for (size_t i = 0; i < width * bpp; ++i) {
+            const uint8_t left = i >= bpp ? pixels[pixels.size() - bpp] : 0;
+            pixels.push_back(static_cast<uint8_t>(raw[y * line + 1 + i] + left));
+        }
+    }
+    return pixels;
+}
+
+TEST(VXPngWriter, EncodesRowsWithStrideAsRgb) {
+    // 3 x 2 B,G,R,A pixels with 4 bytes of row padding that must not show up.
+    const uint8_t rows[] = {
+        1, 2, 3, 9, 4, 5, 6, 9, 7, 8, 9, 9, 0xEE, 0xEE, 0xEE, 0xEE,
+        10, 20, 30, 9, 40, 50, 60, 9, 70, 80, 90, 9, 0xEE, 0xEE, 0xEE, 0xEE,
+    };
+    std::vector<uint8_t> png;
+    ASSERT_TRUE(VXPngWriter::encode(rows, 3, 2, 16, VXPngWriter::Channels::eRGB, png).isSuccess());
+    ASSERT_GT(png.size(), 8u);
+    EXPECT_EQ(std::memcmp(png.data(), "\x89PNG\r\n\x1a\n", 8), 0);
+    const auto list = chunks(png);
+    ASSERT_EQ(list.size(), 3u);
+    EXPECT_EQ(list[0].type, "IHDR");
+    EXPECT_EQ(be32(&list[0].data[0]), 3u);
+    EXPECT_EQ(be32(&list[0].data[4]), 2u);
+    EXPECT_EQ(list[0].data[8], 8);
+    EXPECT_EQ(list[0].data[9], 2);
+    EXPECT_EQ(list[1].type, "IDAT");
+    EXPECT_EQ(list[2].type, "IEND");
+    std::vector<uint8_t> raw(2 * (1 + 3 * 3));
+    uLongf rawSize = raw.size();
+    ASSERT_EQ(uncompress(raw.data(), &rawSize, list[1].data.data(), list[1].data.size()), Z_OK);
+    ASSERT_EQ(rawSize, raw.size());
+    const std::vector<uint8_t> expected = {3, 2, 1, 6, 5, 4, 9, 8, 7, 30, 20, 10, 60, 50, 40, 90, 80, 70};
+    EXPECT_EQ(unfilter(raw, 3, 2, 3), expected);
+}
+
+TEST(VXPngWriter, KeepsAlphaWhenAsked) {
+    const uint8_t rows[] = {1, 2, 3, 4, 5, 6, 7, 8};
+    std::vector<uint8_t> png;
+    ASSERT_TRUE(VXPngWriter::encode(rows, 2, 1, 8, VXPngWriter::Channels::eRGBA, png).isSuccess());
+    const auto list = chunks(png);
+    EXPECT_EQ(list[0].data[9], 6);
+    std::vector<uint8_t> raw(1 + 8);
+    uLongf rawSize = raw.size();
+    ASSERT_EQ(uncompress(raw.data(), &rawSize, list[1].data.data(), list[1].data.size()), Z_OK);
+    EXPECT_EQ(unfilter(raw, 2, 1, 4), (std::vector<uint8_t>{3, 2, 1, 4, 7, 6, 5, 8}));
+}
+
+TEST(VXPngWriter, RefusesBadInputAndUnwritablePaths) {
+    std::vector<uint8_t> png;
+    const uint8_t pixel[4] = {};
+    EXPECT_EQ(VXPngWriter::encode(nullptr, 1, 1, 4, VXPngWriter::Channels::eRGB, png).code(), 2005);
+    EXPECT_EQ(VXPngWriter::encode(pixel, 0, 1, 4, VXPngWriter::Channels::eRGB, png).code(), 2005);
+    EXPECT_EQ(VXPngWriter::encode(pixel, 1, 70000, 4, VXPngWriter::Channels::eRGB, png).code(), 2005);
+    EXPECT_TRUE(png.empty());
+    ASSERT_TRUE(VXPngWriter::encode(pixel, 1, 1, 4, VXPngWriter::Channels::eRGB, png).isSuccess());
+    const VXResult r = VXPngWriter::writeFile(u"no-such-dir/x/y.png", png);
+    EXPECT_EQ(r.code(), VXError::eIOError);
+    EXPECT_EQ(r.message().toUtf8().rfind("Failed to save image to file.", 0), 0u);
+}
+
+}  // namespace

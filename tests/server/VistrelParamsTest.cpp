@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "VistrelExchange.h"
+#include "VistrelParams.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+using Vistrel::Params;
+
+VXResult createFrom(const char16_t* commandLine, std::shared_ptr<Params>& params) {
+    return Params::create(commandLine, Vistrel::kEventStartPrefix, Vistrel::kEventCompletedPrefix,
+                          Vistrel::kExclWndsPrefix, Vistrel::kCaptureCursorPrefix, Vistrel::kImagePrefix,
+                          Vistrel::kWaitResultPrefix, Vistrel::kResultPrefix, params);
+}
+
+TEST(VistrelParams, CommandLineRoundTrip) {
+    VXString line;
+    ASSERT_TRUE(Params::makeCommandLine(VXRect(0, 0, 1920, 1080), u"1234", true, line).isSuccess());
+    EXPECT_EQ(utf8(line), "\"/cr 0,0,1920,1080\" \"/g 1234\" \"/ut\"");
+
+    std::shared_ptr<Params> params;
+    ASSERT_TRUE(createFrom(line.c_str(), params).isSuccess());
+    ASSERT_TRUE(params);
+    EXPECT_EQ(params->captureRect, VXRect(0, 0, 1920, 1080));
+    EXPECT_EQ(utf8(params->guid), "1234");
+    EXPECT_TRUE(params->unitTestMode);
+    EXPECT_EQ(utf8(params->eventStartName), "Start_1234");
+    EXPECT_EQ(utf8(params->eventCompletedName), "Completed_1234");
+    EXPECT_EQ(utf8(params->exclWndsName), "FMO_ExclWnds_1234");
+    EXPECT_EQ(utf8(params->captureCursorName), "FMO_CaptureCursor_1234");
+    EXPECT_EQ(utf8(params->imageName), "FMO_Image_1234");
+    EXPECT_EQ(utf8(params->waitResultName), "FMO_WaitResult_1234");
+    EXPECT_EQ(utf8(params->resultName), "FMO_Result_1234");
+}
+
+TEST(VistrelParams, WithoutTestModeAndWithNegativeEdges) {
+    VXString line;
+    ASSERT_TRUE(
+        Params::makeCommandLine(VXRect(-1920, -8, 0, 1072), u"{6F9619FF-8B86}", false, line).isSuccess());
+    EXPECT_EQ(utf8(line), "\"/cr -1920,-8,0,1072\" \"/g {6F9619FF-8B86}\"");
+    std::shared_ptr<Params> params;
+    ASSERT_TRUE(createFrom(line.c_str(), params).isSuccess());
+    EXPECT_EQ(params->captureRect, VXRect(-1920, -8, 0, 1072));
+    EXPECT_FALSE(params->unitTestMode);
+    EXPECT_EQ(utf8(params->resultName), "FMO_Result_{6F9619FF-8B86}");
+
+    // The prefixes are the caller's: nothing of the names is built in.
+    ASSERT_TRUE(Params::create(line.c_str(), u"S:", u"C:", u"", u"", u"", u"", u"R", params).isSuccess());
+    EXPECT_EQ(utf8(params->eventStartName), "S:{6F9619FF-8B86}");
+    EXPECT_EQ(utf8(params->imageName), "{6F9619FF-8B86}");
+    EXPECT_EQ(utf8(params->resultName), "R{6F9619FF-8B86}");
+
+    const VXResult r = Params::makeCommandLine(VXRect(), nullptr, false, line);
+    EXPECT_EQ(r.code(), VXError::eBadParameter);
+    EXPECT_NE(utf8(r.message()).find("Parameter check \"guid\" failed"), std::string::npos);
+}
+
+TEST(VistrelParams, MissingOptionsPassOnNotFound) {
+    const struct {
+        const char16_t* line;
+        const char* why;
+    } cases[] = {
+        {u"/cr 0,0,1920,1080 /g 1234", "unquoted: one key, no cr"},
+        {u"\"/cr 0,0,10,10\" \"/g xxxx\"", "placeholder guid dropped"},
+        {u"\"/g 1234\"", "no rectangle"},
+        {u"", "empty line"},
+    };
+    for (const auto& c : cases) {
+        std::shared_ptr<Params> params;
+        const VXResult r = createFrom(c.line, params);
+        EXPECT_EQ(r.code(), VXError::eNotFound) << c.why;
+        EXPECT_NE(utf8(r.message()).find("Error returned at Vistrel::Params::create, vistrelparams.cpp:"),
+                  std::string::npos)
+            << c.why << ": " << utf8(r.message());
+        EXPECT_FALSE(params) << c.why;
+    }
+}
+
+TEST(VistrelParams, RectangleIsReadLikeFourScannedIntegers) {
+    const struct {
+        const char16_t* line;
+        int32_t code;
+        VXRect rect;
+    } cases[] = {
+        {u"\"/cr 1, 2,\t3,4junk\" \"/g a\"", VXError::eNoError, VXRect(1, 2, 3, 4)},
+        {u"\"/cr +5,-6,7,8,9\" \"/g a\"", VXError::eNoError, VXRect(5, -6, 7, 8)},
+        {u"\"/cr 10,10,5,5\" \"/g a\"", VXError::eNoError, VXRect(10, 10, 5, 5)},  // shape judged later
+        {u"\"/cr 1,2,3\" \"/g a\"", VXError::eBadFormat, VXRect()},
+        {u"\"/cr 1 ,2,3,4\" \"/g a\"", VXError::eBadFormat, VXRect()},
+        {u"\"/cr a,b,c,d\" \"/g a\"", VXError::eBadFormat, VXRect()},
+        {u"\"/cr 1,2,3,-\" \"/g a\"", VXError::eBadFormat, VXRect()},
+        {u"\"/cr\" \"/g a\"", VXError::eBadFormat, VXRect()},
+        {u"\"/cr 1,2,3,4\" \"/g\"", VXError::eBadFormat, VXRect()},  // empty guid
+    };
+    for (const auto& c : cases) {
+        std::shared_ptr<Params> params;
+        const VXResult r = createFrom(c.line, params);
+        EXPECT_EQ(r.code(), c.code) << utf8(VXString(c.line));
+        if (c.code == VXError::eNoError) {
+            ASSERT_TRUE(params);
+            EXPECT_EQ(params->captureRect, c.rect) << utf8(params->captureRect.toString());
+        } else {
+            EXPECT_EQ(
+                utf8(r.message()).rfind("Error returned at Vistrel::Params::create, vistrelparams.cpp:", 0),
+                0u)
+                << utf8(r.message());
+        }
+    }
+}
+
+TEST(VistrelParams, ArgumentsAreCheckedInOrder) {
+    const char* names[] = {"cmdLineArgs",         "eventStartPrefix",       "eventCompletedPrefix",
+                           "fmoExclWndsPrefix",   "fmoCaptureCursorPrefix", "fmoImagePrefix",
+                           "fmoWaitResultPrefix", "fmoResultPrefix"};
+    // From the last argument backwards, null every argument from position i on: the first
+    // null one is named.
+    for (int i = 0; i < 8; ++i) {
+        std::array<const char16_t*, 8> args = {
+            u"\"/cr 0,0,1,1\" \"/g a\"", u"S", u"C", u"E", u"K", u"I", u"W", u"R"};
+        for (int j = i; j < 8; ++j)
+            args[j] = nullptr;
+        std::shared_ptr<Params> params;
+        const VXResult r =
+            Params::create(args[0], args[1], args[2], args[3], args[4], args[5], args[6], args[7], params);
+        EXPECT_EQ(r.code(), VXError::eBadParameter);
+        const std::string expected =
+            std::string("Parameter check \"") + names[i] + "\" failed at , vistrelparams.cpp:";
+        EXPECT_EQ(utf8(r.message()).rfind(expected, 0), 0u) << utf8(r.message());
+        EXPECT_FALSE(params);
+    }
+}
+
+TEST(VistrelExchange, ImageBlockSizeUsesAbsoluteExtentsInThirtyTwoBits) {
+    EXPECT_EQ(Vistrel::imageBlockSize(VXRect(0, 0, 1920, 1080)), 1924u * 1080u * 4u + 128u);
+    EXPECT_EQ(Vistrel::imageBlockSize(VXRect(1920, 1080, 0, 0)), 1924u * 1080u * 4u + 128u);
+    EXPECT_EQ(Vistrel::imageBlockSize(VXRect(-100, -50, 100, 50)), 204u * 100u * 4u + 128u);
+    EXPECT_EQ(Vistrel::imageBlockSize(VXRect(5, 5, 5, 5)), 128u);
+    // (65540 x 65536 x 4) wraps to 1 MiB.
+    EXPECT_EQ(Vistrel::imageBlockSize(VXRect(0, 0, 65536, 65536)), 1048576u + 128u);
+    EXPECT_EQ(Vistrel::kMaxExcludedWindows, 1023u);
+}
+
+}  // namespace
