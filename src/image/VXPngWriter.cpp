@@ -29,15 +29,16 @@ void putChunk(std::vector<uint8_t>& out, const char type[4], const uint8_t* data
     putU32(out, static_cast<uint32_t>(size));
     const size_t start = out.size();
     out.insert(out.end(), type, type + 4);
-    if (size > 0) out.insert(out.end(), data, data + size);
+    if (size > 0)
+        out.insert(out.end(), data, data + size);
     const uLong crc = crc32(0L, out.data() + start, static_cast<uInt>(size + 4));
     putU32(out, static_cast<uint32_t>(crc));
 }
 
 }  // namespace
 
-VXResult VXPngWriter::encode(const uint8_t* rows, uint32_t width, uint32_t height, int64_t stride, Channels channels,
-                             std::vector<uint8_t>& png) {
+VXResult VXPngWriter::encode(const uint8_t* rows, uint32_t width, uint32_t height, int64_t stride,
+                             Channels channels, std::vector<uint8_t>& png) {
     VX_CHECK_PARAM(rows);
     VX_CHECK_PARAM(width > 0 && width <= kMaxDimension);
     VX_CHECK_PARAM(height > 0 && height <= kMaxDimension);
@@ -60,8 +61,10 @@ VXResult VXPngWriter::encode(const uint8_t* rows, uint32_t width, uint32_t heigh
     }
     uLongf packedSize = compressBound(static_cast<uLong>(raw.size()));
     std::vector<uint8_t> packed(packedSize);
-    const int z = compress2(packed.data(), &packedSize, raw.data(), static_cast<uLong>(raw.size()), kCompressionLevel);
-    if (z != Z_OK) return VX_ERROR(VXError::eUnexpected, u"compress2 failed [%d]", z);
+    const int z =
+        compress2(packed.data(), &packedSize, raw.data(), static_cast<uLong>(raw.size()), kCompressionLevel);
+    if (z != Z_OK)
+        return VX_ERROR(VXError::eUnexpected, u"compress2 failed [%d]", z);
 
     std::vector<uint8_t> out(std::begin(kSignature), std::end(kSignature));
     std::vector<uint8_t> header;
@@ -81,10 +84,13 @@ VXResult VXPngWriter::encode(const uint8_t* rows, uint32_t width, uint32_t heigh
 
 VXResult VXPngWriter::writeFile(const VXString& path, const std::vector<uint8_t>& png) {
     VX_CHECK_PARAM(!path.isEmpty());
-    std::ofstream file(std::filesystem::path(std::u16string(path.view())), std::ios::binary | std::ios::trunc);
-    if (!file) return VX_ERROR(VXError::eIOError, u"Failed to save image to file.");
+    std::ofstream file(std::filesystem::path(std::u16string(path.view())),
+                       std::ios::binary | std::ios::trunc);
+    if (!file)
+        return VX_ERROR(VXError::eIOError, u"Failed to save image to file.");
     file.write(reinterpret_cast<const char*>(png.data()), static_cast<std::streamsize>(png.size()));
     file.close();
-    if (!file) return VX_ERROR(VXError::eIOError, u"Failed to save image to file.");
+    if (!file)
+        return VX_ERROR(VXError::eIOError, u"Failed to save image to file.");
     return VXError::eNoError;
 }

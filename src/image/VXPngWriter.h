@@ -13,7 +13,7 @@ public:
     enum class Channels { eRGB, eRGBA };
 
     // rows: the first row's pixels; stride: bytes from one row to the next.
-    static VXResult encode(const uint8_t* rows, uint32_t width, uint32_t height, int64_t stride, Channels channels,
-                           std::vector<uint8_t>& png);
+    static VXResult encode(const uint8_t* rows, uint32_t width, uint32_t height, int64_t stride,
+                           Channels channels, std::vector<uint8_t>& png);
     static VXResult writeFile(const VXString& path, const std::vector<uint8_t>& png);
 };

@@ -25,7 +25,8 @@ std::vector<Chunk> chunks(const std::vector<uint8_t>& png) {
         const uint32_t size = be32(&png[pos]);
         Chunk c;
         c.type.assign(reinterpret_cast<const char*>(&png[pos + 4]), 4);
-        c.data.assign(png.begin() + static_cast<long>(pos + 8), png.begin() + static_cast<long>(pos + 8 + size));
+        c.data.assign(png.begin() + static_cast<long>(pos + 8),
+                      png.begin() + static_cast<long>(pos + 8 + size));
         const uLong crc = crc32(0L, &png[pos + 4], size + 4);
         EXPECT_EQ(be32(&png[pos + 8 + size]), static_cast<uint32_t>(crc)) << c.type;
         out.push_back(std::move(c));
@@ -51,7 +52,7 @@ std::vector<uint8_t> unfilter(const std::vector<uint8_t>& raw, uint32_t width, u
 TEST(VXPngWriter, EncodesRowsWithStrideAsRgb) {
     // 3 x 2 B,G,R,A pixels with 4 bytes of row padding that must not show up.
     const uint8_t rows[] = {
-        1, 2, 3, 9, 4, 5, 6, 9, 7, 8, 9, 9, 0xEE, 0xEE, 0xEE, 0xEE,
+        1,  2,  3,  9, 4,  5,  6,  9, 7,  8,  9,  9, 0xEE, 0xEE, 0xEE, 0xEE,
         10, 20, 30, 9, 40, 50, 60, 9, 70, 80, 90, 9, 0xEE, 0xEE, 0xEE, 0xEE,
     };
     std::vector<uint8_t> png;

@@ -1,0 +1,126 @@
+// vistrel-grab: a command-line host of the capture server. It is the demo, a debugging aid
+// and a small example of what an integrator writes on top of the host library.
+#include <windows.h>
+
+#include <cstdio>
+#include <vector>
+
+#include "GrabOptions.h"
+#include "VXPngWriter.h"
+#include "VXChecks.h"
+#include "VistrelHost.h"
+
+namespace {
+
+struct TitleSearch {
+    const VXString* title;
+    std::vector<uint64_t>* handles;
+};
+
+BOOL CALLBACK collectByTitle(HWND window, LPARAM param) {
+    auto* search = reinterpret_cast<TitleSearch*>(param);
+    wchar_t text[512];
+    const int n = GetWindowTextW(window, text, 512);
+    if (n > 0 && VXString::fromWide(text) == *search->title) {
+        search->handles->push_back(reinterpret_cast<uintptr_t>(window));
+    }
+    return TRUE;
+}
+
+std::string utf8(const VXString& s) {
+    return s.toUtf8();
+}
+
+// A pattern with %d names every capture; a plain name receives the last one only.
+bool outputPath(const VXString& pattern, uint32_t index, uint32_t count, VXString& path) {
+    if (pattern.isEmpty()) return false;
+    path = pattern;
+    if (pattern.find(u"%d") >= 0) return path.replaceFirst(u"%d", vxFormat(u"%u", index).c_str()).isSuccess();
+    return index == count;
+}
+
+VXResult savePng(const VXImage& image, const VXString& path, size_t& bytes) {
+    std::vector<uint8_t> png;
+    VX_RETURN_IF_ERROR(VXPngWriter::encode(image.getBits(), static_cast<uint32_t>(image.getWidth()),
+                                           static_cast<uint32_t>(image.getHeight()), image.getBytesPerLine(),
+                                           VXPngWriter::Channels::eRGB, png));
+    VX_RETURN_IF_ERROR(VXPngWriter::writeFile(path, png));
+    bytes = png.size();
+    return VXError::eNoError;
+}
+
+int fail(const char* what, const VXResult& r) {
+    std::printf("vistrel-grab: %s: (%d) %s\n", what, r.code(), utf8(r.message()).c_str());
+    return 2;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    GrabOptions options;
+    const VXResult parsed = GrabOptions::parse(argc - 1, argv + 1, options);
+    if (options.help) {
+        std::printf("%s", GrabOptions::usage());
+        return 0;
+    }
+    if (parsed.isError()) {
+        std::printf("vistrel-grab: %s\n%s", utf8(parsed.message()).c_str(), GrabOptions::usage());
+        return 2;
+    }
+
+    std::vector<uint64_t> excluded = options.excludeHandles;
+    for (const VXString& title : options.excludeTitles) {
+        const size_t before = excluded.size();
+        TitleSearch search{&title, &excluded};
+        EnumWindows(collectByTitle, reinterpret_cast<LPARAM>(&search));
+        std::printf("exclude \"%s\": %u window(s)\n", utf8(title).c_str(),
+                    static_cast<unsigned>(excluded.size() - before));
+    }
+
+    Vistrel::HostOptions hostOptions;
+    hostOptions.captureRect = options.rect;
+    hostOptions.serverPath = options.serverPath;
+    hostOptions.unitTestMode = options.unitTestMode;
+    std::unique_ptr<Vistrel::Host> host;
+    const VXResult started = Vistrel::Host::start(hostOptions, host);
+    if (started.isError())
+        return fail("starting the server", started);
+    std::printf("server pid %u, rectangle %s, identifier %s\n", host->processId(),
+                utf8(options.rect.toString()).c_str(), utf8(host->params().guid).c_str());
+
+    int status = 0;
+    uint64_t firstMicroseconds = 0;
+    uint64_t laterMicroseconds = 0;
+    Vistrel::Capture capture;
+    for (uint32_t i = 1; i <= options.count; ++i) {
+        const VXResult exchanged = host->capture(excluded, options.cursor, capture);
+        if (exchanged.isError()) return fail("capture", exchanged);
+        (i == 1 ? firstMicroseconds : laterMicroseconds) += capture.microseconds;
+        std::printf("capture %u: (%d) %s%s%s\n", i, capture.result.code,
+                    utf8(VXResult::codeName(capture.result.code)).c_str(), capture.result.text.isEmpty() ? "" : " ",
+                    utf8(capture.result.text).c_str());
+        std::printf("  %.1f ms; wait record: %u more readbacks, %u ms%s\n",
+                    static_cast<double>(capture.microseconds) / 1000.0, capture.wait.iterations,
+                    capture.wait.milliseconds, capture.wait.timedOut ? ", timed out" : "");
+        if (capture.result.code > VXError::eNoError) {
+            status = 1;
+            continue;
+        }
+        VXString path;
+        if (!outputPath(options.output, i, options.count, path)) continue;
+        size_t bytes = 0;
+        const VXResult saved = savePng(*capture.image, path, bytes);
+        if (saved.isError()) return fail("saving the image", saved);
+        std::printf("  saved %s (%u bytes)\n", utf8(path).c_str(), static_cast<unsigned>(bytes));
+    }
+    // The first capture also makes the magnifier's Direct3D device; the rest show the pace.
+    std::printf("first capture %.1f ms", static_cast<double>(firstMicroseconds) / 1000.0);
+    if (options.count > 1) {
+        const double seconds = static_cast<double>(laterMicroseconds) / 1e6;
+        std::printf("; next %u in %.3f s: %.1f captures per second", options.count - 1, seconds,
+                    seconds > 0 ? (options.count - 1) / seconds : 0.0);
+    }
+    std::printf("\n");
+    host->terminate();
+    return status;
+}

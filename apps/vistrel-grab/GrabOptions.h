@@ -1,0 +1,26 @@
+// The command line of vistrel-grab.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "VXRect.h"
+#include "VXResult.h"
+#include "VXString.h"
+
+struct GrabOptions {
+    VXRect rect;
+    std::vector<uint64_t> excludeHandles;
+    std::vector<VXString> excludeTitles;
+    bool cursor = false;
+    uint32_t count = 1;
+    // One path, or a pattern with %d for the capture number (1-based); empty: nothing saved.
+    VXString output;
+    VXString serverPath;
+    bool unitTestMode = false;
+    bool help = false;
+
+    // argv without the program name. 2005 with a message for anything malformed.
+    static VXResult parse(int argc, const wchar_t* const* argv, GrabOptions& options);
+    static const char* usage();
+};

@@ -1,0 +1,9 @@
+// The capture server's process entry: a windowless GUI-subsystem program whose entry point
+// only hands over to the server's main routine, which reads the command line itself.
+#include <windows.h>
+
+#include "VistrelMain.h"
+
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
+    return Vistrel::mainRoutine();
+}

@@ -1,0 +1,174 @@
+#include "VistrelHost.h"
+
+#include "SerializeUtils.h"
+#include "VXChecks.h"
+#include "VXPlatform.h"
+#include "VistrelExchange.h"
+#include "VistrelHostCommand.h"
+
+namespace Vistrel {
+
+namespace {
+
+constexpr uint32_t kModulePathChars = 32768;
+constexpr uint32_t kTerminateExitCode = 0xDEAD;
+
+}  // namespace
+
+VXString executableFolder() {
+    VXString path;
+    wchar_t* buffer = reinterpret_cast<wchar_t*>(path.getWritableBuffer(kModulePathChars - 1));
+    if (buffer == nullptr)
+        return VXString();
+    const DWORD n = GetModuleFileNameW(nullptr, buffer, kModulePathChars - 1);
+    path.releaseWritableBuffer(static_cast<int32_t>(n));
+    int32_t cut = -1;
+    for (int32_t i = 0; i < static_cast<int32_t>(path.length()); ++i) {
+        if (path[i] == u'\\' || path[i] == u'/')
+            cut = i;
+    }
+    VXString folder;
+    path.substr(0, cut + 1, folder);
+    return folder;
+}
+
+Host::~Host() {
+    if (_process != nullptr) {
+        if (isRunning())
+            TerminateProcess(_process, kTerminateExitCode);
+        CloseHandle(_process);
+    }
+}
+
+VXResult Host::start(const HostOptions& options, std::unique_ptr<Host>& host) {
+    VX_CHECK_PARAM(!options.captureRect.isEmpty());
+    const VXString guid = options.guid.isEmpty() ? HostCommand::newGuid() : options.guid;
+    VXString serverPath = options.serverPath;
+    if (serverPath.isEmpty())
+        serverPath = executableFolder() + VXString(u"Vistrel.exe");
+    VXString serverOptions;
+    VX_RETURN_IF_ERROR(
+        Params::makeCommandLine(options.captureRect, guid.c_str(), options.unitTestMode, serverOptions));
+    VX_RETURN_IF_ERROR(startWithOptions(serverPath, serverOptions, host));
+    return VXError::eNoError;
+}
+
+VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serverOptions,
+                                std::unique_ptr<Host>& host) {
+    VXString commandLine;
+    VX_RETURN_IF_ERROR(HostCommand::join(serverPath, serverOptions, commandLine));
+    std::unique_ptr<Host> h(new Host);
+    VX_RETURN_IF_ERROR(Params::create(serverOptions.c_str(), kEventStartPrefix, kEventCompletedPrefix,
+                                      kExclWndsPrefix, kCaptureCursorPrefix, kImagePrefix, kWaitResultPrefix,
+                                      kResultPrefix, h->_params));
+    // The host makes the objects first, so that a request can be written before the server runs.
+    VX_RETURN_IF_ERROR(SharedObjects::create(*h->_params, h->_objects));
+    for (const auto& event : {h->_objects->eventStart, h->_objects->eventCompleted}) {
+        if (event->handle() == nullptr) {
+            return VX_ERROR(VXError::eNotInitialized, u"Event \"%s\" could not be created", event->name());
+        }
+    }
+    // An empty request, so that a start signal without one is harmless.
+    SerializeUtils::writeWindowList(h->_objects->shMemExclWnds->view, kExclWndsBlockSize, {});
+    SerializeUtils::writeBool(h->_objects->shMemCaptureCursor->view, false);
+
+    const VXRect& rect = h->_params->captureRect;
+    if (rect.getWidth() > 0 && rect.getHeight() > 0) {
+        VX_RETURN_IF_ERROR(VXImage::create(rect.getWidth(), rect.getHeight(), 32, h->_image));
+        VX_RETURN_IF_ERROR(h->_image->allocate());
+    }
+
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION process{};
+    // CreateProcessW may write into the command line.
+    std::wstring writable(commandLine.wstr());
+    if (!CreateProcessW(serverPath.wstr(), writable.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &process)) {
+        return VX_WIN32_ERROR(u"CreateProcess");
+    }
+    CloseHandle(process.hThread);
+    h->_process = process.hProcess;
+    h->_processId = process.dwProcessId;
+    host = std::move(h);
+    return VXError::eNoError;
+}
+
+bool Host::isRunning() const {
+    return _process != nullptr && WaitForSingleObject(_process, 0) == WAIT_TIMEOUT;
+}
+
+VXResult Host::readResultBlock(ResultRecord& record) const {
+    if (SerializeUtils::readResult(_objects->shMemResult->view, kResultBlockSize, record) == nullptr) {
+        return VX_ERROR(VXError::eBadFormat, u"Failed reading result");
+    }
+    return VXError::eNoError;
+}
+
+VXResult Host::describeExit_(const VXSourceLocation& site) {
+    DWORD exitCode = 0;
+    GetExitCodeProcess(_process, &exitCode);
+    ResultRecord final;
+    readResultBlock(final);
+    return VXResult(VXError::eUnexpected, site, u"Server ended with exit code %u; final result (%d) %s",
+                    exitCode, final.code, final.text);
+}
+
+VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captureCursor, Capture& capture,
+                       uint32_t timeoutMs) {
+    VX_CHECK_PARAM(excludedWindows.size() <= kMaxExcludedWindows);
+    if (!isRunning())
+        return describeExit_(VX_SITE);
+
+    SerializeUtils::writeWindowList(_objects->shMemExclWnds->view, kExclWndsBlockSize, excludedWindows);
+    SerializeUtils::writeBool(_objects->shMemCaptureCursor->view, captureCursor);
+    const uint64_t start = VXPlatform::monotonicMicroseconds();
+    VX_RETURN_IF_ERROR(_objects->eventStart->set());
+
+    const HANDLE handles[] = {_objects->eventCompleted->handle(), _process};
+    const DWORD wait = WaitForMultipleObjects(2, handles, FALSE, timeoutMs);
+    if (wait == WAIT_OBJECT_0 + 1)
+        return describeExit_(VX_SITE);
+    if (wait == WAIT_TIMEOUT) {
+        return VX_ERROR(VXError::eTimeout, u"No answer from the server within %u ms", timeoutMs);
+    }
+    if (wait != WAIT_OBJECT_0)
+        return VX_WIN32_ERROR(u"WaitForMultipleObjects");
+
+    VX_RETURN_IF_ERROR(readResultBlock(capture.result));
+    if (capture.result.code <= VXError::eNoError && _image) {
+        if (SerializeUtils::readImageInto(_objects->shMemImage->view, imageBlockSize(_params->captureRect),
+                                          *_image, VXPoint(0, 0)) == nullptr) {
+            return VX_ERROR(VXError::eBadFormat, u"Failed reading image");
+        }
+        SerializeUtils::readWaitRecord(_objects->shMemWaitResult->view, capture.wait);
+        capture.image = _image;
+    }
+    capture.microseconds = VXPlatform::monotonicMicroseconds() - start;
+    return VXError::eNoError;
+}
+
+VXResult Host::waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult) {
+    const DWORD wait = WaitForSingleObject(_process, timeoutMs);
+    if (wait == WAIT_TIMEOUT)
+        return VX_ERROR(VXError::eTimeout, u"Server still running after %u ms", timeoutMs);
+    if (wait != WAIT_OBJECT_0)
+        return VX_WIN32_ERROR(u"WaitForSingleObject");
+    DWORD code = 0;
+    if (!GetExitCodeProcess(_process, &code))
+        return VX_WIN32_ERROR(u"GetExitCodeProcess");
+    exitCode = code;
+    VX_RETURN_IF_ERROR(readResultBlock(finalResult));
+    return VXError::eNoError;
+}
+
+VXResult Host::terminate() {
+    if (!isRunning())
+        return VXError::eNoError;
+    if (!TerminateProcess(_process, kTerminateExitCode))
+        return VX_WIN32_ERROR(u"TerminateProcess");
+    WaitForSingleObject(_process, INFINITE);
+    return VXError::eNoError;
+}
+
+}  // namespace Vistrel

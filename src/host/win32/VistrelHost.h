@@ -1,0 +1,89 @@
+// Vistrel::Host: drives one capture server from the host's side. It creates the server's
+// named objects, starts Vistrel.exe with the matching command line, and turns one request
+// (windows to leave out, cursor flag) into the server's answer: result, image and wait record.
+// Every wait for an answer also watches the server process, so a dead server is reported at
+// once instead of after a time-out.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "VXImage.h"
+#include "VXRect.h"
+#include "VXResult.h"
+#include "VistrelParams.h"
+#include "VistrelRecords.h"
+#include "VistrelSharedObjects.h"
+
+namespace Vistrel {
+
+struct HostOptions {
+    VXRect captureRect;
+    // Vistrel.exe; empty means "Vistrel.exe" in the host executable's folder.
+    VXString serverPath;
+    // The identifier of the named objects; empty means a fresh one.
+    VXString guid;
+    // The server answers requests without capturing (its "/ut" switch).
+    bool unitTestMode = false;
+};
+
+struct Capture {
+    // The server's answer; the image and wait record are valid only when it succeeded.
+    ResultRecord result;
+    WaitRecord wait;
+    // The host's copy of the captured pixels (32 bits, B,G,R,X), reused by every capture.
+    std::shared_ptr<VXImage> image;
+    // From setting the start event to reading the answer.
+    uint64_t microseconds = 0;
+};
+
+class Host {
+public:
+    static constexpr uint32_t kDefaultAnswerTimeoutMs = 30000;
+
+    ~Host();  // a server still running is terminated: nobody would ask it for anything
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    static VXResult start(const HostOptions& options, std::unique_ptr<Host>& host);
+    // Starts the server with options as given, unchecked: for tests of how the server itself
+    // refuses bad ones. The objects are made from whatever the options name.
+    static VXResult startWithOptions(const VXString& serverPath, const VXString& serverOptions,
+                                     std::unique_ptr<Host>& host);
+
+    // One request. The returned result is the exchange's (2000 when an answer came; the
+    // server's own outcome is in capture.result); 2024 when no answer came in time, 2020
+    // when the server ended, with its exit code and final result in the message.
+    VXResult capture(const std::vector<uint64_t>& excludedWindows, bool captureCursor, Capture& capture,
+                     uint32_t timeoutMs = kDefaultAnswerTimeoutMs);
+    // Waits for the server to end; then its exit code and the final result it wrote.
+    VXResult waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult);
+    VXResult terminate();
+    bool isRunning() const;
+    uint32_t processId() const { return _processId; }
+
+    const Params& params() const { return *_params; }
+    // The named objects, for hosts (and tests) that write requests themselves.
+    const std::shared_ptr<SharedObjects>& sharedObjects() const { return _objects; }
+
+    // The server's final result as it stands in the result block now.
+    VXResult readResultBlock(ResultRecord& record) const;
+
+private:
+    Host() = default;
+    VXResult describeExit_(const VXSourceLocation& site);
+
+    std::shared_ptr<Params> _params;
+    std::shared_ptr<SharedObjects> _objects;
+    std::shared_ptr<VXImage> _image;
+    HANDLE _process = nullptr;
+    uint32_t _processId = 0;
+};
+
+// The folder of the running executable, with a trailing backslash.
+VXString executableFolder();
+
+}  // namespace Vistrel

@@ -1,0 +1,77 @@
+#include "D3DTestSupport.h"
+
+#include "HookD3D.h"
+
+namespace d3dtest {
+
+C_ComPtr<IDirect3DDevice9> makeDevice() {
+    C_ComPtr<IDirect3DDevice9> device;
+    if (HookD3D::createDummyDevice(device.put()).isError())
+        device.reset();
+    return device;
+}
+
+C_ComPtr<IDirect3DSurface9> makeRenderTarget(IDirect3DDevice9* device, UINT width, UINT height,
+                                             D3DFORMAT format) {
+    C_ComPtr<IDirect3DSurface9> surface;
+    if (FAILED(device->CreateRenderTarget(width, height, format, D3DMULTISAMPLE_NONE, 0, FALSE, surface.put(),
+                                          nullptr))) {
+        surface.reset();
+    }
+    return surface;
+}
+
+C_ComPtr<IDirect3DSurface9> makeSystemMemorySurface(IDirect3DDevice9* device, UINT width, UINT height,
+                                                    D3DFORMAT format) {
+    C_ComPtr<IDirect3DSurface9> surface;
+    if (FAILED(device->CreateOffscreenPlainSurface(width, height, format, D3DPOOL_SYSTEMMEM, surface.put(),
+                                                   nullptr))) {
+        surface.reset();
+    }
+    return surface;
+}
+
+bool fill(IDirect3DDevice9* device, IDirect3DSurface9* surface, D3DCOLOR color) {
+    return SUCCEEDED(device->ColorFill(surface, nullptr, color));
+}
+
+uint32_t pixelAt(IDirect3DDevice9* device, IDirect3DSurface9* renderTarget, UINT x, UINT y) {
+    D3DSURFACE_DESC desc = {};
+    if (FAILED(renderTarget->GetDesc(&desc)))
+        return 0xFFFFFFFFu;
+    C_ComPtr<IDirect3DSurface9> copy = makeSystemMemorySurface(device, desc.Width, desc.Height, desc.Format);
+    if (!copy || FAILED(device->GetRenderTargetData(renderTarget, copy.get())))
+        return 0xFFFFFFFFu;
+    D3DLOCKED_RECT locked = {};
+    if (FAILED(copy->LockRect(&locked, nullptr, D3DLOCK_READONLY)))
+        return 0xFFFFFFFFu;
+    const uint8_t* row = static_cast<const uint8_t*>(locked.pBits) + static_cast<size_t>(y) * locked.Pitch;
+    const uint32_t value = reinterpret_cast<const uint32_t*>(row)[x] & 0x00FFFFFFu;
+    copy->UnlockRect();
+    return value;
+}
+
+bool setPixel(IDirect3DSurface9* surface, UINT x, UINT y, uint32_t value) {
+    D3DLOCKED_RECT locked = {};
+    if (FAILED(surface->LockRect(&locked, nullptr, 0)))
+        return false;
+    uint8_t* row = static_cast<uint8_t*>(locked.pBits) + static_cast<size_t>(y) * locked.Pitch;
+    reinterpret_cast<uint32_t*>(row)[x] = value;
+    return SUCCEEDED(surface->UnlockRect());
+}
+
+bool setAllPixels(IDirect3DSurface9* surface, uint32_t value) {
+    D3DSURFACE_DESC desc = {};
+    D3DLOCKED_RECT locked = {};
+    if (FAILED(surface->GetDesc(&desc)) || FAILED(surface->LockRect(&locked, nullptr, 0)))
+        return false;
+    for (UINT y = 0; y < desc.Height; ++y) {
+        uint32_t* row = reinterpret_cast<uint32_t*>(static_cast<uint8_t*>(locked.pBits) +
+                                                    static_cast<size_t>(y) * locked.Pitch);
+        for (UINT x = 0; x < desc.Width; ++x)
+            row[x] = value;
+    }
+    return SUCCEEDED(surface->UnlockRect());
+}
+
+}  // namespace d3dtest

@@ -1,0 +1,179 @@
+// The StretchRect interception against Wine's real Direct3D 9: the patch in the method's code,
+// calls on a device made after installation reaching the listener, the three call-original
+// modes, and the method behaving as before once the interception is removed.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "D3DTestSupport.h"
+#include "HookD3D.h"
+#include "HookWithJMP.h"
+#include "VXResultCodes.h"
+
+namespace {
+
+constexpr UINT kSize = 32;
+constexpr D3DCOLOR kRed = D3DCOLOR_XRGB(200, 10, 10);
+constexpr D3DCOLOR kBlue = D3DCOLOR_XRGB(10, 10, 200);
+
+HookWithJMP::Bytes headOf(const void* code) {
+    HookWithJMP::Bytes out{};
+    std::memcpy(out.data(), code, out.size());
+    return out;
+}
+
+void* stretchRectCodeOf(IDirect3DDevice9* device) {
+    void* const* vtable = *reinterpret_cast<void* const* const*>(device);
+    return vtable[HookD3D::kSlotStretchRect];
+}
+
+// Records each notification and what the destination held at that moment.
+class Recorder : public IDirect3DDevice9_StretchRect_Listener {
+public:
+    void onStretchRect(IDirect3DDevice9* device, IDirect3DSurface9* sourceSurface, const RECT* sourceRect,
+                       IDirect3DSurface9* destSurface, const RECT* destRect,
+                       D3DTEXTUREFILTERTYPE filter) override {
+        ++calls;
+        lastDevice = device;
+        lastSource = sourceSurface;
+        lastSourceRect = sourceRect;
+        lastDest = destSurface;
+        lastDestRect = destRect;
+        lastFilter = filter;
+        destPixelDuringCall = destSurface != nullptr ? d3dtest::pixelAt(device, destSurface, 1, 1) : 0;
+    }
+
+    int calls = 0;
+    IDirect3DDevice9* lastDevice = nullptr;
+    IDirect3DSurface9* lastSource = nullptr;
+    const RECT* lastSourceRect = nullptr;
+    IDirect3DSurface9* lastDest = nullptr;
+    const RECT* lastDestRect = nullptr;
+    D3DTEXTUREFILTERTYPE lastFilter = D3DTEXF_NONE;
+    uint32_t destPixelDuringCall = 0;
+};
+
+class HookD3DTest : public ::testing::Test {
+protected:
+    void TearDown() override {
+        HookD3D::setStretchRectListener(nullptr);
+        if (HookD3D::originalStretchRect() != nullptr) {
+            EXPECT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+        }
+    }
+
+    // A red source and a blue destination on a device made after the interception went in.
+    void makeSurfaces() {
+        device = d3dtest::makeDevice();
+        ASSERT_TRUE(device);
+        source = d3dtest::makeRenderTarget(device.get(), kSize, kSize);
+        dest = d3dtest::makeRenderTarget(device.get(), kSize, kSize);
+        ASSERT_TRUE(source && dest);
+        ASSERT_TRUE(d3dtest::fill(device.get(), source.get(), kRed));
+        ASSERT_TRUE(d3dtest::fill(device.get(), dest.get(), kBlue));
+    }
+
+    HRESULT stretch(const RECT* sourceRect = nullptr, const RECT* destRect = nullptr) {
+        return device->StretchRect(source.get(), sourceRect, dest.get(), destRect, D3DTEXF_POINT);
+    }
+    uint32_t destPixel() { return d3dtest::pixelAt(device.get(), dest.get(), 1, 1); }
+    // A call the system refuses: the destination must be in the default pool.
+    HRESULT stretchRefused() {
+        C_ComPtr<IDirect3DSurface9> sysmem = d3dtest::makeSystemMemorySurface(device.get(), kSize, kSize);
+        return device->StretchRect(source.get(), nullptr, sysmem.get(), nullptr, D3DTEXF_NONE);
+    }
+
+    Recorder recorder;
+    C_ComPtr<IDirect3DDevice9> device;
+    C_ComPtr<IDirect3DSurface9> source;
+    C_ComPtr<IDirect3DSurface9> dest;
+};
+
+}  // namespace
+
+TEST_F(HookD3DTest, InstallPatchesTheSharedMethodCodeAndRemoveRestoresIt) {
+    C_ComPtr<IDirect3DDevice9> before = d3dtest::makeDevice();
+    ASSERT_TRUE(before);
+    void* code = stretchRectCodeOf(before.get());
+    const HookWithJMP::Bytes original = headOf(code);
+
+    ASSERT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever).code(), VXError::eNoError);
+    EXPECT_EQ(reinterpret_cast<void*>(HookD3D::originalStretchRect()), code);
+    // 48 B8 <replacement address> FF E0 (the byte layout itself is checked in HookWithJMPTest).
+    EXPECT_EQ(headOf(code),
+              HookWithJMP::makePatch(reinterpret_cast<const void*>(HookD3D::replacementStretchRect())));
+
+    EXPECT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever).code(),
+              VXError::ePreconditionFailed)
+        << "a second installation is refused";
+
+    ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+    EXPECT_EQ(headOf(code), original);
+    EXPECT_EQ(HookD3D::originalStretchRect(), nullptr);
+    EXPECT_EQ(HookD3D::removeStretchRectHook().code(), VXError::ePreconditionFailed);
+
+    // Installing again after removal works: the saved bytes are taken afresh.
+    ASSERT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever).code(), VXError::eNoError);
+    ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+    EXPECT_EQ(headOf(code), original);
+}
+
+TEST_F(HookD3DTest, ModeNeverNotifiesAndCopiesNothing) {
+    ASSERT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever).code(), VXError::eNoError);
+    makeSurfaces();
+    HookD3D::setStretchRectListener(&recorder);
+
+    const RECT sourceRect = {0, 0, 16, 16};
+    const RECT destRect = {8, 8, 24, 24};
+    EXPECT_EQ(stretch(&sourceRect, &destRect), D3D_OK);
+    ASSERT_EQ(recorder.calls, 1);
+    EXPECT_EQ(recorder.lastDevice, device.get());
+    EXPECT_EQ(recorder.lastSource, source.get());
+    EXPECT_EQ(recorder.lastSourceRect, &sourceRect);
+    EXPECT_EQ(recorder.lastDest, dest.get());
+    EXPECT_EQ(recorder.lastDestRect, &destRect);
+    EXPECT_EQ(recorder.lastFilter, D3DTEXF_POINT);
+    EXPECT_EQ(destPixel(), 0x0A0AC8u) << "the system's StretchRect must not run";
+
+    // Even a call the system would refuse reports success: Direct3D never sees it.
+    EXPECT_EQ(stretchRefused(), D3D_OK);
+    EXPECT_EQ(recorder.calls, 2);
+
+    // Without a listener the call still returns quietly.
+    HookD3D::setStretchRectListener(nullptr);
+    EXPECT_EQ(stretch(), D3D_OK);
+    EXPECT_EQ(recorder.calls, 2);
+}
+
+TEST_F(HookD3DTest, ModesBeforeAndAfterRunTheSystemCallAroundTheNotification) {
+    for (uint32_t mode : {HookD3D::eCallOriginalBefore, HookD3D::eCallOriginalAfter}) {
+        SCOPED_TRACE(mode);
+        recorder = Recorder();
+        ASSERT_EQ(HookD3D::installStretchRectHook(mode).code(), VXError::eNoError);
+        makeSurfaces();
+        HookD3D::setStretchRectListener(&recorder);
+        EXPECT_EQ(stretch(), D3D_OK);
+        ASSERT_EQ(recorder.calls, 1);
+        // Red already there during the notification means the copy came first.
+        EXPECT_EQ(recorder.destPixelDuringCall, mode == HookD3D::eCallOriginalBefore ? 0xC80A0Au : 0x0A0AC8u);
+        EXPECT_EQ(destPixel(), 0xC80A0Au);
+        // The system's refusal comes back, and the patch is in place again: the next call is heard.
+        EXPECT_EQ(stretchRefused(), D3DERR_INVALIDCALL);
+        EXPECT_EQ(stretch(), D3D_OK);
+        EXPECT_EQ(recorder.calls, 3);
+        HookD3D::setStretchRectListener(nullptr);
+        ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+    }
+}
+
+TEST_F(HookD3DTest, RemovalRestoresTheSystemBehaviour) {
+    ASSERT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever).code(), VXError::eNoError);
+    makeSurfaces();
+    HookD3D::setStretchRectListener(&recorder);
+    ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+
+    EXPECT_EQ(stretch(), D3D_OK);
+    EXPECT_EQ(recorder.calls, 0) << "a listener still registered hears nothing once removed";
+    EXPECT_EQ(destPixel(), 0xC80A0Au);
+    EXPECT_EQ(stretchRefused(), D3DERR_INVALIDCALL);
+}

@@ -1,0 +1,154 @@
+// Whole captures through the Magnification.dll stand-in: real windows on the Wine desktop,
+// rendered by the stand-in, intercepted at StretchRect and copied by the reader.
+#include <gtest/gtest.h>
+
+#include "HookD3D.h"
+#include "MagD3DScreenReader.h"
+#include "ScreenFixture.h"
+
+namespace {
+
+const VXRect kRect(100, 100, 500, 400);
+constexpr RECT kLower = {150, 150, 350, 300};
+constexpr RECT kUpper = {300, 250, 450, 380};
+// Screen points: only the lower window, both, only the upper one, neither.
+constexpr POINT kLowerOnly = {200, 200};
+constexpr POINT kOverlap = {320, 270};
+constexpr POINT kUpperOnly = {420, 350};
+constexpr POINT kNeither = {120, 120};
+constexpr int kCursorProbe = 20;
+
+class ReaderCapture : public ScreenFixture {
+protected:
+    void SetUp() override {
+        ScreenFixture::SetUp();
+        lower = createSolidWindow(kLower, kRed);
+        upper = createSolidWindow(kUpper, kGreen);
+        ASSERT_TRUE(lower != nullptr && upper != nullptr);
+        image = makeImage(kRect.getWidth(), kRect.getHeight());
+        reader = std::make_unique<MagD3DScreenReader>();
+        ASSERT_EQ(reader->setup(kRect, image).code(), VXError::eNoError);
+    }
+    void TearDown() override {
+        reader.reset();
+        ScreenFixture::TearDown();
+    }
+
+    uint32_t at(POINT screen) const {
+        return rgbAt(*image, screen.x - kRect.getLeft(), screen.y - kRect.getTop());
+    }
+    static uint32_t desktop() {
+        const COLORREF color = GetSysColor(COLOR_DESKTOP);
+        return rgb(color);
+    }
+
+    HWND lower = nullptr;
+    HWND upper = nullptr;
+    std::shared_ptr<VXImage> image;
+    std::unique_ptr<MagD3DScreenReader> reader;
+};
+
+}  // namespace
+
+TEST_F(ReaderCapture, WindowsAppearWithTheirPixels) {
+    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
+    EXPECT_EQ(reader->getCallbackCount(), 1u);
+    EXPECT_EQ(at(kLowerOnly), rgb(kRed));
+    EXPECT_EQ(at(kOverlap), rgb(kGreen));
+    EXPECT_EQ(at(kUpperOnly), rgb(kGreen));
+    EXPECT_EQ(at(kNeither), desktop());
+    // Edges: the window's last row and the first one below it; the image's last pixel.
+    EXPECT_EQ(at(POINT{200, kLower.bottom - 1}), rgb(kRed));
+    EXPECT_EQ(at(POINT{200, kLower.bottom}), desktop());
+    EXPECT_EQ(at(POINT{kRect.getRight() - 1, kRect.getBottom() - 1}), desktop());
+    EXPECT_EQ(reader->getStabilizationRounds(), 0u);
+    EXPECT_FALSE(reader->isStabilizationTimedOut());
+    EXPECT_LT(reader->getStabilizationTimeMs(), 500u);
+}
+
+TEST_F(ReaderCapture, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
+    ASSERT_EQ(reader->setExcludedWindows({upper}).code(), VXError::eNoError);
+    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
+    EXPECT_EQ(at(kOverlap), rgb(kRed));
+    EXPECT_EQ(at(kUpperOnly), desktop());
+    EXPECT_EQ(at(kLowerOnly), rgb(kRed));
+
+    ASSERT_EQ(reader->setExcludedWindows({}).code(), VXError::eNoError);
+    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
+    EXPECT_EQ(at(kOverlap), rgb(kGreen)) << "an empty list brings the window back";
+}
+
+TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlag) {
+    // Under Wine the cursor reported is the foreground thread's: make it ours.
+    SetForegroundWindow(lower);
+    SetCursor(LoadCursorW(nullptr, IDC_ARROW));
+    ASSERT_TRUE(SetCursorPos(kLowerOnly.x, kLowerOnly.y));
+    pumpMessages();
+    auto cursorPixels = [&] {
+        int count = 0;
+        for (int y = 0; y < kCursorProbe; ++y) {
+            for (int x = 0; x < kCursorProbe; ++x)
+                count += at(POINT{kLowerOnly.x + x, kLowerOnly.y + y}) != rgb(kRed);
+        }
+        return count;
+    };
+    ASSERT_EQ(reader->setCaptureCursor(false).code(), VXError::eNoError);
+    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
+    EXPECT_EQ(cursorPixels(), 0);
+    ASSERT_EQ(reader->setCaptureCursor(true).code(), VXError::eNoError);
+    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
+    EXPECT_GT(cursorPixels(), kCursorProbe);
+    ASSERT_EQ(reader->setCaptureCursor(false).code(), VXError::eNoError);
+    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
+    EXPECT_EQ(cursorPixels(), 0);
+}
+
+TEST_F(ReaderCapture, BlackContentIsCopiedAndReported) {
+    ScopedVariable black(L"VXMAG_RENDER", L"black");
+    VXResult result = reader->readScreen();
+    EXPECT_EQ(result.code(), VXError::eVerifyFailed);
+    EXPECT_EQ(text(result).rfind("All captured pixels are black at MagD3DScreenReader::readScreen", 0), 0u)
+        << text(result);
+    EXPECT_EQ(at(kLowerOnly), 0u);
+    EXPECT_EQ(at(kNeither), 0u);
+}
+
+TEST_F(ReaderCapture, ChangingContentTimesOutAndKeepsTheLastReadback) {
+    ScopedVariable changing(L"VXMAG_RENDER", L"changing");
+    // A reader of its own, so that the stand-in's change counter starts with this capture:
+    // its render writes 1, the capture's render 2, and every readback is followed by +1.
+    reader.reset();
+    reader = std::make_unique<MagD3DScreenReader>();
+    ASSERT_EQ(reader->setup(kRect, image).code(), VXError::eNoError);
+
+    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
+    EXPECT_TRUE(reader->isStabilizationTimedOut());
+    EXPECT_GE(reader->getStabilizationTimeMs(), 500u);
+    EXPECT_GT(reader->getStabilizationRounds(), 0u);
+    const uint32_t readbacks = reader->getLastTimings().readbacks;
+    EXPECT_EQ(reader->getStabilizationRounds() + 1, readbacks) << "no two readbacks were equal";
+    // The counter is drawn into row 0 as 32 black or white pixels, lowest bit first.
+    uint32_t counter = 0;
+    for (int bit = 0; bit < 32; ++bit)
+        counter |= (rgbAt(*image, bit, 0) == 0xFFFFFFu ? 1u : 0u) << bit;
+    EXPECT_EQ(counter, readbacks + 1) << "the last readback is the one copied";
+    EXPECT_EQ(at(kLowerOnly), rgb(kRed)) << "the rest of the picture is there";
+}
+
+TEST_F(ReaderCapture, WithoutTheInterceptionNothingArrives) {
+    ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+    VXResult result = reader->readScreen();
+    EXPECT_EQ(result.code(), VXError::eUnexpected);
+    EXPECT_EQ(text(result).rfind("StretchRect() callback not called at MagD3DScreenReader::readScreen", 0),
+              0u)
+        << text(result);
+    EXPECT_EQ(HookD3D::stretchRectListener(), nullptr) << "the listener is unregistered again";
+}
+
+TEST_F(ReaderCapture, AnotherSurfaceFormatFailsTheCapture) {
+    ScopedVariable format(L"VXMAG_FORMAT", L"23");  // D3DFMT_R5G6B5
+    VXResult result = reader->readScreen();
+    EXPECT_EQ(result.code(), VXError::eUnexpected) << text(result);
+    EXPECT_EQ(text(result).rfind("Unexpected src surface format (23) at ", 0), 0u) << text(result);
+    EXPECT_NE(text(result).find("Error returned at MagD3DScreenReader::readScreen"), std::string::npos);
+}

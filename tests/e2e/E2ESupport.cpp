@@ -1,0 +1,127 @@
+#include "E2ESupport.h"
+
+namespace e2e {
+
+namespace {
+
+constexpr wchar_t kWindowClass[] = L"VistrelE2ESolidWindow";
+constexpr DWORD kReadyTimeoutMs = 10000;
+
+void fillClient(HWND window, HDC dc) {
+    RECT client;
+    GetClientRect(window, &client);
+    HBRUSH brush = CreateSolidBrush(static_cast<COLORREF>(GetWindowLongPtrW(window, GWLP_USERDATA)));
+    FillRect(dc, &client, brush);
+    DeleteObject(brush);
+}
+
+LRESULT CALLBACK solidWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_PAINT) {
+        PAINTSTRUCT paint;
+        HDC dc = BeginPaint(window, &paint);
+        fillClient(window, dc);
+        EndPaint(window, &paint);
+        return 0;
+    }
+    // The magnifier stand-in prints windows rather than reading the screen.
+    if (message == WM_PRINTCLIENT) {
+        fillClient(window, reinterpret_cast<HDC>(wParam));
+        return 0;
+    }
+    if (message == WM_ERASEBKGND)
+        return 1;
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+}  // namespace
+
+VXString stageServer(const char16_t* folder, bool withMagnifier) {
+    const VXString bin = Vistrel::executableFolder();
+    const VXString target = bin + VXString(folder) + VXString(u"\\");
+    CreateDirectoryW(target.wstr(), nullptr);
+    const VXString server = target + VXString(u"Vistrel.exe");
+    CopyFileW((bin + VXString(u"Vistrel.exe")).wstr(), server.wstr(), FALSE);
+    const VXString magnifier = target + VXString(u"Magnification.dll");
+    if (withMagnifier) {
+        CopyFileW((bin + VXString(u"Magnification.dll")).wstr(), magnifier.wstr(), FALSE);
+    } else {
+        DeleteFileW(magnifier.wstr());
+    }
+    return server;
+}
+
+uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32_t timeoutMs) {
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION process{};
+    std::wstring writable(commandLine.wstr());
+    if (!CreateProcessW(program.wstr(), writable.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &process)) {
+        return ~0u;
+    }
+    CloseHandle(process.hThread);
+    DWORD code = ~0u;
+    if (WaitForSingleObject(process.hProcess, timeoutMs) == WAIT_OBJECT_0) {
+        GetExitCodeProcess(process.hProcess, &code);
+    } else {
+        TerminateProcess(process.hProcess, 1);
+    }
+    CloseHandle(process.hProcess);
+    return code;
+}
+
+WindowThread::WindowThread(std::vector<SolidWindow> windows) : _windows(std::move(windows)) {
+    _handles.resize(_windows.size());
+    _ready = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    _thread = std::thread([this] { run_(); });
+    WaitForSingleObject(_ready, kReadyTimeoutMs);
+}
+
+WindowThread::~WindowThread() {
+    PostThreadMessageW(_threadId, WM_QUIT, 0, 0);
+    _thread.join();
+    CloseHandle(_ready);
+}
+
+void WindowThread::run_() {
+    _threadId = GetCurrentThreadId();
+    WNDCLASSW wc{};
+    wc.lpfnWndProc = solidWindowProc;
+    wc.hInstance = GetModuleHandleW(nullptr);
+    wc.lpszClassName = kWindowClass;
+    RegisterClassW(&wc);  // a second registration by a later test fails harmlessly
+    for (size_t i = 0; i < _windows.size(); ++i) {
+        const SolidWindow& w = _windows[i];
+        HWND h = CreateWindowExW(WS_EX_TOPMOST, kWindowClass, w.title, WS_POPUP, w.rect.left, w.rect.top,
+                                 w.rect.right - w.rect.left, w.rect.bottom - w.rect.top, nullptr, nullptr,
+                                 GetModuleHandleW(nullptr), nullptr);
+        SetWindowLongPtrW(h, GWLP_USERDATA, static_cast<LONG_PTR>(w.color));
+        ShowWindow(h, SW_SHOWNOACTIVATE);
+        UpdateWindow(h);
+        _handles[i] = h;
+    }
+    MSG message;
+    PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);  // the queue exists before anyone posts
+    SetEvent(_ready);
+    while (GetMessageW(&message, nullptr, 0, 0) > 0) {
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+    }
+    for (HWND h : _handles)
+        DestroyWindow(h);
+}
+
+uint32_t pixelAt(const VXImage& image, int32_t x, int32_t y) {
+    const uint8_t* p = image.getPixelPtr(x, y);
+    return p == nullptr ? 0xFFFFFFFFu : (uint32_t{p[2]} << 16) | (uint32_t{p[1]} << 8) | p[0];
+}
+
+ScopedEnvironment::ScopedEnvironment(const wchar_t* name, const wchar_t* value) : _name(name) {
+    SetEnvironmentVariableW(name, value);
+}
+
+ScopedEnvironment::~ScopedEnvironment() {
+    SetEnvironmentVariableW(_name.c_str(), nullptr);
+}
+
+}  // namespace e2e

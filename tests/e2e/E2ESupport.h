@@ -1,0 +1,65 @@
+// Shared pieces of the end-to-end tests: staging the server with or without the magnifier
+// stand-in, windows with known colours on a thread that keeps them painted, and raw process
+// runs for the start-up failures the host library refuses to produce.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "VXString.h"
+#include "VistrelHost.h"
+
+namespace e2e {
+
+// A folder beside the test holding Vistrel.exe (and the stand-in when asked); the server's path.
+VXString stageServer(const char16_t* folder, bool withMagnifier);
+
+// Runs a program and waits; its exit code, or ~0u on failure.
+uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32_t timeoutMs);
+
+struct SolidWindow {
+    RECT rect;       // screen coordinates
+    COLORREF color;  // RGB()
+    const wchar_t* title;
+};
+
+// Top-level windows painted in solid colours, owned and pumped by a thread of their own: the
+// stand-in asks a window's thread to print it, so that thread must not sit in a wait.
+class WindowThread {
+public:
+    explicit WindowThread(std::vector<SolidWindow> windows);
+    ~WindowThread();
+    HWND window(size_t index) const { return _handles[index]; }
+
+private:
+    void run_();
+
+    std::vector<SolidWindow> _windows;
+    std::vector<HWND> _handles;
+    std::thread _thread;
+    DWORD _threadId = 0;
+    HANDLE _ready = nullptr;
+};
+
+// B,G,R of the pixel at (x, y) of a capture as 0xRRGGBB.
+uint32_t pixelAt(const VXImage& image, int32_t x, int32_t y);
+inline uint32_t rgb(COLORREF c) {
+    return (GetRValue(c) << 16) | (GetGValue(c) << 8) | GetBValue(c);
+}
+
+// Sets an environment variable for the lifetime of the object (inherited by servers started).
+class ScopedEnvironment {
+public:
+    ScopedEnvironment(const wchar_t* name, const wchar_t* value);
+    ~ScopedEnvironment();
+
+private:
+    std::wstring _name;
+};
+
+}  // namespace e2e

@@ -1,0 +1,29 @@
+// A server nobody asks ends by itself after a minute.
+#include <gtest/gtest.h>
+
+#include "E2ESupport.h"
+
+namespace {
+
+TEST(ServerIdle, NoRequestForAMinuteEndsWithTimeoutAndExit10) {
+    Vistrel::HostOptions options;
+    options.captureRect = VXRect(0, 0, 32, 32);
+    options.serverPath = e2e::stageServer(u"e2e-idle", true);
+    options.unitTestMode = true;
+    std::unique_ptr<Vistrel::Host> host;
+    ASSERT_TRUE(Vistrel::Host::start(options, host).isSuccess());
+    const DWORD start = GetTickCount();
+    uint32_t exitCode = 0;
+    Vistrel::ResultRecord final;
+    ASSERT_TRUE(host->waitForExit(120000, exitCode, final).isSuccess());
+    const DWORD elapsed = GetTickCount() - start;
+    EXPECT_GE(elapsed, 59000u);
+    EXPECT_LT(elapsed, 90000u);
+    EXPECT_EQ(exitCode, 10u);
+    EXPECT_EQ(final.code, 2024);
+    const std::string text = final.text.toUtf8();
+    EXPECT_NE(text.find("Error returned at Vistrel::serveRequests, "), std::string::npos) << text;
+    EXPECT_NE(text.find("Error returned at Vistrel::run, "), std::string::npos) << text;
+}
+
+}  // namespace

@@ -1,0 +1,57 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "VistrelExchange.h"
+#include "VistrelHostCommand.h"
+#include "VistrelParams.h"
+
+namespace {
+
+TEST(HostCommand, QuotedProgramThenOptionsThatParseBack) {
+    VXString line;
+    ASSERT_TRUE(Vistrel::HostCommand::build(u"C:\\Program Files\\Vistrel\\Vistrel.exe",
+                                            VXRect(-10, 0, 1910, 1080), u"{ABC}", false, line)
+                    .isSuccess());
+    EXPECT_EQ(line.toUtf8(),
+              "\"C:\\Program Files\\Vistrel\\Vistrel.exe\" \"/cr -10,0,1910,1080\" \"/g {ABC}\"");
+    // What the server sees after its program name: the blank and the options.
+    const int32_t split = line.find(u"\" ") + 1;
+    VXString args;
+    ASSERT_TRUE(line.substr(split, args).isSuccess());
+    std::shared_ptr<Vistrel::Params> params;
+    ASSERT_TRUE(Vistrel::Params::create(args.c_str(), Vistrel::kEventStartPrefix,
+                                        Vistrel::kEventCompletedPrefix, Vistrel::kExclWndsPrefix,
+                                        Vistrel::kCaptureCursorPrefix, Vistrel::kImagePrefix,
+                                        Vistrel::kWaitResultPrefix, Vistrel::kResultPrefix, params)
+                    .isSuccess());
+    EXPECT_EQ(params->captureRect, VXRect(-10, 0, 1910, 1080));
+    EXPECT_EQ(params->guid.toUtf8(), "{ABC}");
+    EXPECT_FALSE(params->unitTestMode);
+    EXPECT_EQ(params->resultName.toUtf8(), "FMO_Result_{ABC}");
+}
+
+TEST(HostCommand, RefusesWhatWouldBreakTheLine) {
+    VXString line(u"unchanged");
+    EXPECT_EQ(Vistrel::HostCommand::build(u"", VXRect(0, 0, 1, 1), u"g", false, line).code(), 2005);
+    EXPECT_EQ(Vistrel::HostCommand::build(u"a\"b.exe", VXRect(0, 0, 1, 1), u"g", false, line).code(), 2005);
+    EXPECT_EQ(Vistrel::HostCommand::build(u"v.exe", VXRect(0, 0, 1, 1), u"", false, line).code(), 2005);
+    EXPECT_EQ(line.toUtf8(), "unchanged");
+}
+
+TEST(HostCommand, FreshIdentifiersDifferAndHaveTheGuidShape) {
+    std::set<std::string> seen;
+    for (int i = 0; i < 100; ++i) {
+        const std::string g = Vistrel::HostCommand::newGuid().toUtf8();
+        ASSERT_EQ(g.size(), 38u) << g;
+        EXPECT_EQ(g.front(), '{');
+        EXPECT_EQ(g.back(), '}');
+        EXPECT_EQ(g[9], '-');
+        EXPECT_EQ(g[24], '-');
+        EXPECT_EQ(g.find_first_not_of("{}-0123456789ABCDEF"), std::string::npos) << g;
+        seen.insert(g);
+    }
+    EXPECT_EQ(seen.size(), 100u);
+}
+
+}  // namespace

@@ -1,0 +1,113 @@
+#include <gtest/gtest.h>
+
+#include "ObjectsTestParams.h"
+#include "VistrelSharedObjects.h"
+#include "support/LogCapture.h"
+#include "support/win32/ChildProcess.h"
+
+namespace {
+
+using Vistrel::SharedObjects;
+
+constexpr uint32_t kFullHdImageBlock = 8311808;
+constexpr uint32_t kPage = 4096;
+constexpr uint32_t kPeerTimeoutMs = 15000;
+constexpr uint32_t kEchoBytes = 16;
+
+std::string text(const VXResult& r) {
+    return r.message().toUtf8();
+}
+
+bool mappingExists(const VXString& name) {
+    HANDLE h = OpenFileMappingW(FILE_MAP_READ, FALSE, name.wstr());
+    if (h != nullptr)
+        CloseHandle(h);
+    return h != nullptr;
+}
+
+// Maps size bytes of the named block through a handle of its own.
+bool mapsAtSize(const VXString& name, uint32_t size) {
+    HANDLE h = OpenFileMappingW(FILE_MAP_WRITE, FALSE, name.wstr());
+    if (h == nullptr)
+        return false;
+    void* view = MapViewOfFile(h, FILE_MAP_WRITE, 0, 0, size);
+    if (view != nullptr)
+        UnmapViewOfFile(view);
+    CloseHandle(h);
+    return view != nullptr;
+}
+
+TEST(VistrelSharedObjects, FullHdImageBlockIsMappedAt8311808Bytes) {
+    const auto params = paramsFor(VXRect(0, 0, 1920, 1080), uniqueGuid());
+    ASSERT_TRUE(params);
+    std::shared_ptr<SharedObjects> objects;
+    ASSERT_TRUE(SharedObjects::create(*params, objects).isSuccess());
+    ASSERT_TRUE(objects);
+    EXPECT_EQ(Vistrel::imageBlockSize(params->captureRect), kFullHdImageBlock);
+    EXPECT_TRUE(mapsAtSize(params->imageName, kFullHdImageBlock));
+    EXPECT_FALSE(mapsAtSize(params->imageName, kFullHdImageBlock + kPage));
+    objects->shMemImage->view[kFullHdImageBlock - 1] = 1;  // the whole block is writable
+    EXPECT_TRUE(mapsAtSize(params->resultName, 8192));
+    EXPECT_FALSE(mapsAtSize(params->resultName, 8192 + kPage));
+    EXPECT_FALSE(objects->eventStart->isManualReset());
+}
+
+TEST(VistrelSharedObjects, EventThatCannotBeCreatedIsLoggedAndNotFatal) {
+    const auto params = paramsFor(VXRect(0, 0, 64, 48), uniqueGuid());
+    HANDLE squatter = CreateMutexW(nullptr, FALSE, params->eventStartName.wstr());
+    LogCapture log;
+    std::shared_ptr<SharedObjects> objects;
+    ASSERT_TRUE(SharedObjects::create(*params, objects).isSuccess());
+    EXPECT_EQ(objects->eventStart->handle(), nullptr);
+    EXPECT_TRUE(
+        log.contains("Failed to create VXEvent \"" + utf8(params->eventStartName) + "\". Last error = 6"));
+    EXPECT_NE(objects->eventCompleted->handle(), nullptr);
+    EXPECT_NE(objects->shMemResult->view, nullptr);
+    // The service's first wait is where it shows.
+    EXPECT_TRUE(objects->eventStart->wait(0).isError());
+    CloseHandle(squatter);
+}
+
+TEST(VistrelSharedObjects, SmallerExistingBlockFailsInMapViewOfFileAndEndsCreation) {
+    const auto params = paramsFor(VXRect(0, 0, 64, 48), uniqueGuid());
+    HANDLE smallImage =
+        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 64, params->imageName.wstr());
+    ASSERT_NE(smallImage, nullptr);
+    std::shared_ptr<SharedObjects> objects;
+    const VXResult r = SharedObjects::create(*params, objects);
+    EXPECT_TRUE(r.isError());
+    EXPECT_EQ(text(r).rfind("Method \"MapViewOfFile\" returned Win32 error [", 0), 0u) << text(r);
+    EXPECT_NE(text(r).find("\n\tError returned to SharedProcessMemory::create, sharedprocessmemory.cpp:"),
+              std::string::npos);
+    EXPECT_NE(text(r).find("\n\tError returned at Vistrel::SharedObjects::create, vistrelsharedobjects.cpp:"),
+              std::string::npos)
+        << text(r);
+    EXPECT_EQ(objects, nullptr);
+    EXPECT_TRUE(mapsAtSize(params->imageName, 64));       // the host's block is left as it was
+    EXPECT_FALSE(mappingExists(params->waitResultName));  // never created
+    EXPECT_FALSE(mappingExists(params->resultName));
+    EXPECT_FALSE(mappingExists(params->exclWndsName));  // created, then released with the record
+    EXPECT_FALSE(mappingExists(params->captureCursorName));
+    CloseHandle(smallImage);
+}
+
+TEST(VistrelSharedObjects, HostProcessJoinsByNameAndExchangesASignalAndBytes) {
+    const VXString guid = uniqueGuid();
+    const auto params = paramsFor(VXRect(10, 20, 650, 500), guid);
+    std::shared_ptr<SharedObjects> objects;
+    ASSERT_TRUE(SharedObjects::create(*params, objects).isSuccess());
+    for (uint32_t i = 0; i < kEchoBytes; ++i)
+        objects->shMemExclWnds->view[i] = static_cast<uint8_t>(0xA0 + i);
+
+    ChildProcess host(L"vx_objects_peer.exe", std::wstring(guid.wstr()) + L" 10 20 650 500");
+    ASSERT_TRUE(host.started());
+    ASSERT_TRUE(objects->eventStart->set().isSuccess());
+    ASSERT_EQ(objects->eventCompleted->wait(kPeerTimeoutMs).code(), VXError::eNoError);
+    for (uint32_t i = 0; i < kEchoBytes; ++i) {
+        EXPECT_EQ(objects->shMemResult->view[i], static_cast<uint8_t>(0xA0 + kEchoBytes - 1 - i)) << i;
+    }
+    EXPECT_EQ(objects->shMemImage->view[Vistrel::imageBlockSize(params->captureRect) - 1], 0x5A);
+    EXPECT_EQ(host.wait(kPeerTimeoutMs), 0u);
+}
+
+}  // namespace

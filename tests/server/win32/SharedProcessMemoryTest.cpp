@@ -1,0 +1,57 @@
+#include <gtest/gtest.h>
+
+#include "ObjectsTestParams.h"
+#include "SharedProcessMemory.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+constexpr uint32_t kPage = 4096;
+
+std::string text(const VXResult& r) {
+    return r.message().toUtf8();
+}
+
+std::string lineWith(const LogCapture& log, const std::string& part) {
+    for (const std::string& line : log.bodies()) {
+        if (line.find(part) != std::string::npos)
+            return line;
+    }
+    return std::string();
+}
+
+TEST(SharedProcessMemory, ParameterChecksNameTheArgumentAndLeaveTheOutputAlone) {
+    std::shared_ptr<SharedProcessMemory> memory;
+    ASSERT_TRUE(SharedProcessMemory::create(uniqueGuid().c_str(), kPage, memory).isSuccess());
+    const std::shared_ptr<SharedProcessMemory> before = memory;
+    const VXResult noName = SharedProcessMemory::create(nullptr, kPage, memory);
+    EXPECT_EQ(noName.code(), VXError::eBadParameter);
+    EXPECT_EQ(text(noName).rfind("Parameter check \"tszName\" failed at , sharedprocessmemory.cpp:", 0), 0u);
+    const VXResult noSize = SharedProcessMemory::create(uniqueGuid().c_str(), 0, memory);
+    EXPECT_EQ(text(noSize).rfind("Parameter check \"dwSize > 0\" failed", 0), 0u);
+    EXPECT_EQ(memory, before);
+}
+
+TEST(SharedProcessMemory, FailedReleaseStepsAreWarningsAndDoNotStopEachOther) {
+    std::shared_ptr<SharedProcessMemory> memory;
+    ASSERT_TRUE(SharedProcessMemory::create(uniqueGuid().c_str(), kPage, memory).isSuccess());
+    // Release the real ones here and leave values that the system refuses.
+    ASSERT_TRUE(UnmapViewOfFile(memory->view));
+    ASSERT_TRUE(CloseHandle(memory->mapping));
+    // Private memory is no view (an address inside the executable would be: its image).
+    void* notAView = VirtualAlloc(nullptr, kPage, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+    ASSERT_NE(notAView, nullptr);
+    memory->view = static_cast<uint8_t*>(notAView);
+    HANDLE closed = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    CloseHandle(closed);
+    memory->mapping = closed;
+    LogCapture log;
+    memory.reset();
+    const std::string unmap = lineWith(log, "Method \"UnmapViewOfFile\" returned Win32 error [");
+    const std::string close = lineWith(log, "Method \"CloseHandle\" returned Win32 error [6]");
+    EXPECT_EQ(unmap.rfind("W: ", 0), 0u) << unmap;
+    EXPECT_EQ(close.rfind("W: ", 0), 0u) << close;
+    VirtualFree(notAView, 0, MEM_RELEASE);
+}
+
+}  // namespace
