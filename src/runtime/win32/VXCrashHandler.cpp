@@ -8,11 +8,11 @@
 #include "VXCrashDebug.h"
 #include "VXDumpThread.h"
 #include "VXLog.h"
+#include "VXRuntimeSwitches.h"
 
 namespace {
 
 constexpr const char16_t* kFirstChanceSwitch = u"DisableFirstChanceExTracking";
-constexpr const wchar_t* kSwitchKey = L"SOFTWARE\\Ombrel\\VXRT\\";
 constexpr ULONG kHandlerStackBytes = 64 * 1024;
 constexpr DWORD kOtherCrashPollMs = 100;
 
@@ -26,30 +26,9 @@ void* gFirstChanceHandle = nullptr;
 std::atomic<DWORD> gCrashingThread{0};
 thread_local bool tInFirstChance = false;
 
-// Runtime switch: the executable's own sub-key before the common key, the current user
-// before the machine. A missing value reads as 0.
-DWORD readSwitch(const char16_t* value) {
-    wchar_t path[MAX_PATH + 1] = {};
-    const DWORD n = GetModuleFileNameW(nullptr, path, MAX_PATH + 1);
-    const wchar_t* exe = path;
-    for (DWORD i = 0; i < n && i <= MAX_PATH; ++i) {
-        if (path[i] == L'\\')
-            exe = path + i + 1;
-    }
-    const VXString common = VXString::fromWide(kSwitchKey);
-    const VXString own = vxFormat(u"%s%s\\", common, exe);
-    const VXString* keys[] = {&own, &common};
-    for (HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
-        for (const VXString* key : keys) {
-            DWORD data = 0;
-            DWORD size = sizeof(data);
-            if (RegGetValueW(root, key->wstr(), reinterpret_cast<const wchar_t*>(value), RRF_RT_REG_DWORD,
-                             nullptr, &data, &size) == ERROR_SUCCESS) {
-                return data;
-            }
-        }
-    }
-    return 0;
+bool firstChanceLogWanted() {
+    uint32_t disabled = 0;
+    return VXRuntimeSwitches::readDword(kFirstChanceSwitch, disabled).isError() || disabled == 0;
 }
 
 [[noreturn]] void raiseRuntimeException(uint32_t code) {
@@ -91,7 +70,7 @@ void VXCrashHandler::install() {
     gPreviousPurecall = _set_purecall_handler(onPureCall);
     gPreviousInvalidParameter = _set_invalid_parameter_handler(onInvalidParameter);
     gPreviousTerminate = std::set_terminate(onTerminate);
-    if (readSwitch(kFirstChanceSwitch) == 0)
+    if (firstChanceLogWanted())
         gFirstChanceHandle = AddVectoredExceptionHandler(1, onFirstChance);
     reserveHandlerStack();
 }
