@@ -9,6 +9,7 @@
 
 namespace {
 
+constexpr const char16_t* kThreadName = u"VXDumpThread";
 constexpr const char16_t* kDefaultLibrary = u"DBGHELP.dll";
 constexpr const char* kWriteDumpEntry = "MiniDumpWriteDump";
 // Stacks with what they point to: enough to read the crash without the size of a full dump.
@@ -58,14 +59,10 @@ void enableDebugPrivilege() {
     CloseHandle(token);
 }
 
-DWORD WINAPI threadMain(void* parameter) {
-    return static_cast<VXDumpThread*>(parameter)->run() ? 0 : 1;
-}
-
 }  // namespace
 
 VXDumpThread::VXDumpThread(EXCEPTION_POINTERS* exception, DWORD threadId)
-    : _exception(exception), _threadId(threadId) {}
+    : VXThread(kThreadName), _exception(exception), _threadId(threadId) {}
 
 void VXDumpThread::setLibraryName(const VXString& name) {
     std::lock_guard<std::mutex> guard(gLibraryLock);
@@ -74,7 +71,7 @@ void VXDumpThread::setLibraryName(const VXString& name) {
     *gLibraryName = name;
 }
 
-bool VXDumpThread::run() {
+VXResult VXDumpThread::run() {
     VX_LOG(VXLogLevel::eCritical, u"VXDumpThread::run()");
     const VXString name = libraryName();
     const HMODULE library = LoadLibraryW(name.wstr());
@@ -83,7 +80,7 @@ bool VXDumpThread::run() {
         VXResult::formatWin32Message(GetLastError(), message);
         VX_LOG(VXLogLevel::eCritical, u"Failed to load dbghelp.dll while trying to create crash dump:\n%s",
                message);
-        return false;
+        return VXError::eSomeError;
     }
     DWORD high = 0, low = 0;
     const HMODULE loaded = GetModuleHandleW(L"DBGHELP.DLL");
@@ -96,14 +93,14 @@ bool VXDumpThread::run() {
     if (writeDump == nullptr) {
         VX_LOG(VXLogLevel::eCritical, u"MiniDumpWriteDump() entry not found. Crash dump generation failed.");
         FreeLibrary(library);
-        return false;
+        return VXError::eSomeError;
     }
     if (VXMiniDump::folder().isEmpty())
         VXMiniDump::setFolder(VXMiniDump::defaultFolder());
     const HANDLE file = VXMiniDump::createFile(VXMiniDump::nextFileName());
     if (file == nullptr) {
         FreeLibrary(library);
-        return false;
+        return VXError::eSomeError;
     }
     enableDebugPrivilege();
     VX_LOG(VXLogLevel::eCritical, u"Starting crash dump generation...");
@@ -122,24 +119,19 @@ bool VXDumpThread::run() {
     CloseHandle(file);
     FreeLibrary(library);
     VXLog::flush();
-    return logged;
+    return logged ? VXError::eNoError : VXError::eSomeError;
 }
 
 bool VXDumpThread::writeDump(EXCEPTION_POINTERS* exception, uint32_t timeoutMs) {
-    auto* dump = new VXDumpThread(exception, GetCurrentThreadId());
-    DWORD threadId = 0;
-    const HANDLE thread = CreateThread(nullptr, 0, threadMain, dump, 0, &threadId);
-    if (thread == nullptr) {
-        delete dump;
+    auto* thread = new VXDumpThread(exception, GetCurrentThreadId());
+    if (thread->start().isError()) {
+        delete thread;
         return false;
     }
-    const DWORD wait = WaitForSingleObject(thread, timeoutMs);
-    DWORD exitCode = 1;
-    GetExitCodeThread(thread, &exitCode);
-    CloseHandle(thread);
-    // A thread that is still running keeps its object: leaked rather than freed under it.
-    if (wait != WAIT_OBJECT_0)
+    // A dump thread that is still running keeps its object: leaked rather than freed under it.
+    if (thread->join(timeoutMs, false).isError())
         return false;
-    delete dump;
-    return exitCode == 0;
+    const bool logged = thread->result().isSuccess();
+    delete thread;
+    return logged;
 }

@@ -8,22 +8,24 @@
 #include <cstdint>
 
 #include "VXString.h"
+#include "VXThread.h"
 
-class VXDumpThread {
+class VXDumpThread : public VXThread {
 public:
     // exception may be null (a dump on request); threadId is the thread it happened on.
     VXDumpThread(EXCEPTION_POINTERS* exception, DWORD threadId);
 
-    // Every step on the calling thread; each failure is logged and ends the dump.
-    // True when the dump text reached the log.
-    bool run();
-
-    // Runs the dump for the calling thread's exception on a new thread and waits for it
+    // Runs the dump for the calling thread's exception on a dump thread and waits for it
     // at most timeoutMs. False when the thread could not be started, timed out or failed.
     static bool writeDump(EXCEPTION_POINTERS* exception, uint32_t timeoutMs);
 
     // "DBGHELP.dll" unless changed; tests name a missing library to drive the failure.
     static void setLibraryName(const VXString& name);
+
+protected:
+    // Every step of the dump; each failure is logged and ends it. 2000 when the dump text
+    // reached the log.
+    VXResult run() override;
 
 private:
     EXCEPTION_POINTERS* _exception;
