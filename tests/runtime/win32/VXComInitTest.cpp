@@ -25,7 +25,9 @@ APTTYPE apartment() {
 }
 
 // The first single-threaded apartment of a process is its main one.
-bool singleThreaded() { return apartment() == APTTYPE_STA || apartment() == APTTYPE_MAINSTA; }
+bool singleThreaded() {
+    return apartment() == APTTYPE_STA || apartment() == APTTYPE_MAINSTA;
+}
 
 // S_OK: COM was not up on this thread (and now is, multithreaded; undone here).
 bool comWasDown() {

@@ -9,33 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "LogText.h"
 #include "VXCrashDebug.h"
 #include "VXCrashHandler.h"
-#include "support/LogCapture.h"
 
 namespace {
 
-constexpr uint32_t kDelayLoadModuleNotFound = 0xC06D007E;
-constexpr uint32_t kDelayLoadProcNotFound = 0xC06D007F;
 constexpr uint32_t kCppException = 0xE06D7363;
-constexpr uint32_t kDebugPrint = 0x40010006;
-
-// The message part of each captured line (after "<function> - ").
-std::vector<std::string> messages(const LogCapture& log) {
-    std::vector<std::string> out;
-    for (const std::string& line : log.lines()) {
-        const size_t pos = line.find(" - ");
-        out.push_back(pos == std::string::npos ? line : line.substr(pos + 3));
-    }
-    return out;
-}
-
-std::string hex16(const void* p) {
-    char text[17];
-    std::snprintf(text, sizeof(text), "%016llX",
-                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(p)));
-    return text;
-}
 
 EXCEPTION_RECORD record(uint32_t code, const void* address, std::vector<ULONG_PTR> information = {}) {
     EXCEPTION_RECORD r{};
@@ -46,22 +26,6 @@ EXCEPTION_RECORD record(uint32_t code, const void* address, std::vector<ULONG_PT
         r.ExceptionInformation[i] = information[i];
     return r;
 }
-
-// The delay-load helper's record, as it hands it to the exception.
-struct DelayLoadInfo {
-    DWORD size;
-    const void* descriptor;
-    FARPROC* importAddress;
-    LPCSTR dllName;
-    BOOL importByName;
-    union {
-        LPCSTR procName;
-        DWORD ordinal;
-    };
-    HMODULE module;
-    FARPROC function;
-    DWORD lastError;
-};
 
 void someFunctionOfThisProgram() {}
 
@@ -102,35 +66,6 @@ TEST(VXDebugException, AccessViolationAndInPageTellTheAccessAndTheAddress) {
     LogCapture log;
     VXDebug::logException(record(EXCEPTION_ACCESS_VIOLATION, nullptr));
     EXPECT_EQ(messages(log).size(), 2u);
-}
-
-TEST(VXDebugException, DelayLoadFailuresNameTheLibraryAndTheFunction) {
-    DelayLoadInfo info{};
-    info.size = sizeof(info);
-    info.dllName = "missing.dll";
-    const auto pointer = reinterpret_cast<ULONG_PTR>(&info);
-    LogCapture log;
-    VXDebug::logException(record(kDelayLoadModuleNotFound, nullptr, {pointer}));
-    info.importByName = TRUE;
-    info.procName = "DoThings";
-    VXDebug::logException(record(kDelayLoadProcNotFound, nullptr, {pointer}));
-    info.importByName = FALSE;
-    info.ordinal = 17;
-    VXDebug::logException(record(kDelayLoadProcNotFound, nullptr, {pointer}));
-    const std::vector<std::string> m = messages(log);
-    ASSERT_EQ(m.size(), 9u);
-    EXPECT_EQ(m[2], "Dalay loaded library not found at runtime: missing.dll");
-    EXPECT_EQ(m[5], "Function DoThings was not found in missing.dll");
-    EXPECT_EQ(m[8], "Function ordinal 17 was not found in missing.dll");
-}
-
-TEST(VXDebugException, OnlyHardwareExceptionsHaveAFirstChanceText) {
-    for (uint32_t code : {kCppException, kDebugPrint, 0xE000000Au, 0x406D1388u, 0x12345678u}) {
-        EXPECT_EQ(VXDebug::firstChanceFormat(code), nullptr) << std::hex << code;
-    }
-    EXPECT_EQ(VXString(VXDebug::exceptionName(0xE000000A)).toUtf8(), "EX_PRECONDITION_FAILED");
-    EXPECT_EQ(VXString(VXDebug::exceptionName(0x406D1388)).toUtf8(), "EX_MSVS_NET_DEBUGGER_THREAD_NAME");
-    EXPECT_EQ(VXString(VXDebug::exceptionName(kCppException)).toUtf8(), "EXCEPTION_MS_CPP");
 }
 
 TEST(VXDebugModules, OneLinePerModuleBetweenTheMarkers) {

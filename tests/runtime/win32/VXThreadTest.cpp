@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include "LogText.h"
 #include "VXRuntimeSwitches.h"
 #include "VXThread.h"
-#include "support/LogCapture.h"
 
 namespace {
 
@@ -25,13 +25,6 @@ VXThread::Body untilStopped(int32_t code = VXError::eNoError) {
         stop.wait(INFINITE);
         return VXResult(code);
     };
-}
-
-int countContaining(const std::vector<std::string>& lines, const std::string& text) {
-    int n = 0;
-    for (const std::string& line : lines)
-        n += line.find(text) != std::string::npos ? 1 : 0;
-    return n;
 }
 
 class VXThreadTest : public ::testing::Test {
@@ -112,16 +105,16 @@ TEST_F(VXThreadTest, InfiniteJoinReportsADeadlockOnceAndKeepsWaiting) {
     EXPECT_EQ(thread.join().code(), VXError::eNoError);
     stopper.join();
     const std::vector<std::string> lines = log.bodies();
-    EXPECT_EQ(countContaining(lines, "Deadlock detected while waiting on thread \"slow\""), 1);
+    EXPECT_EQ(countLines(lines, "Deadlock detected while waiting on thread \"slow\""), 1);
     char expected[160];
     std::snprintf(expected, sizeof(expected),
                   "Deadlock detected while waiting on thread \"slow\" with handle 0x%016llX "
                   "and thread id 0x%08lX",
                   static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(thread.handle())),
                   thread.threadId());
-    EXPECT_EQ(countContaining(lines, expected), 1) << expected;
-    EXPECT_EQ(countContaining(lines, "Current thread context:"), 1);
-    EXPECT_EQ(countContaining(lines, "Current thread return address: 0x"), 1);
+    EXPECT_EQ(countLines(lines, expected), 1) << expected;
+    EXPECT_EQ(countLines(lines, "Current thread context:"), 1);
+    EXPECT_EQ(countLines(lines, "Current thread return address: 0x"), 1);
     for (const std::string& line : lines) {
         if (line.find("Deadlock") != std::string::npos) {
             EXPECT_EQ(line.substr(0, 3), "C: ");
@@ -129,22 +122,19 @@ TEST_F(VXThreadTest, InfiniteJoinReportsADeadlockOnceAndKeepsWaiting) {
     }
 }
 
-TEST_F(VXThreadTest, DeadlockWatchFollowsTheSwitchAndTheFlag) {
+TEST_F(VXThreadTest, DeadlockWatchIsOffWithTheSwitch) {
     VXRuntimeSwitches::setDeadlockTimeoutMs(kTestDeadlockMs);
-    for (const bool switchOn : {false, true}) {
-        VXRuntimeSwitches::setThreadJoinDeadlockDetection(switchOn);
-        VXThread thread(u"watched", untilStopped());
-        ASSERT_TRUE(thread.start().isSuccess());
-        std::thread stopper([&] {
-            Sleep(kTestDeadlockMs * 3);
-            thread.stop();
-        });
-        LogCapture log;
-        // With the switch on, the caller's flag still turns the watch off.
-        EXPECT_TRUE(thread.join(INFINITE, !switchOn).isSuccess());
-        stopper.join();
-        EXPECT_EQ(countContaining(log.lines(), "Deadlock detected"), 0) << switchOn;
-    }
+    VXRuntimeSwitches::setThreadJoinDeadlockDetection(false);
+    VXThread thread(u"unwatched", untilStopped());
+    ASSERT_TRUE(thread.start().isSuccess());
+    std::thread stopper([&] {
+        Sleep(kTestDeadlockMs * 3);
+        thread.stop();
+    });
+    LogCapture log;
+    EXPECT_TRUE(thread.join().isSuccess());
+    stopper.join();
+    EXPECT_EQ(countLines(log.lines(), "Deadlock detected"), 0);
 }
 
 TEST_F(VXThreadTest, JoinElseTerminateEndsAThreadThatDoesNotStop) {
@@ -160,10 +150,9 @@ TEST_F(VXThreadTest, JoinElseTerminateEndsAThreadThatDoesNotStop) {
         expected, sizeof(expected),
         "Waiting on thread \"stuck\" with handle 0x%016llX timed out (timeout = 200, return address = 0x",
         static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(thread.handle())));
-    ASSERT_EQ(countContaining(lines, expected), 1) << expected;
-    EXPECT_EQ(countContaining(lines, "). The thread will be terminated."), 1);
-    EXPECT_EQ(
-        countContaining(lines, "VXThread::joinElseTerminate2 - join_() timed out for thread \"stuck\"."), 1);
+    ASSERT_EQ(countLines(lines, expected), 1) << expected;
+    EXPECT_EQ(countLines(lines, "). The thread will be terminated."), 1);
+    EXPECT_EQ(countLines(lines, "VXThread::joinElseTerminate2 - join_() timed out for thread \"stuck\"."), 1);
     // A finished thread is not terminated again.
     EXPECT_TRUE(thread.terminate().isSuccess());
 }
@@ -174,11 +163,10 @@ TEST_F(VXThreadTest, JoinElseTerminateOfAThreadNeverStarted) {
     EXPECT_EQ(thread.joinElseTerminate(kShortMs).code(), VXThreadError::eNotRunning);
     EXPECT_EQ(thread.state(), VXThread::eTerminated);
     const std::vector<std::string> lines = log.bodies();
-    EXPECT_EQ(countContaining(lines, "Waiting on thread \"unstarted\" with handle 0x"), 1);
-    EXPECT_EQ(countContaining(lines, "failed (return address = 0x"), 1);
-    EXPECT_EQ(countContaining(lines, "Thread \"unstarted\" being terminated was not started."), 1);
-    EXPECT_EQ(countContaining(lines, "Thread \"unstarted\" is being terminated, but has not been started."),
-              1);
+    EXPECT_EQ(countLines(lines, "Waiting on thread \"unstarted\" with handle 0x"), 1);
+    EXPECT_EQ(countLines(lines, "failed (return address = 0x"), 1);
+    EXPECT_EQ(countLines(lines, "Thread \"unstarted\" being terminated was not started."), 1);
+    EXPECT_EQ(countLines(lines, "Thread \"unstarted\" is being terminated, but has not been started."), 1);
 }
 
 TEST_F(VXThreadTest, PrioritiesAreCheckedAndApplied) {
@@ -243,7 +231,7 @@ TEST_F(VXThreadTest, DestroyingARunningThreadIsReportedAndLeavesItRunning) {
         std::snprintf(hex, sizeof(hex), "%lx", id);
         return std::string(hex);
     }() + ") \"orphan\" is destroyed while still running. Return address = 0x";
-    EXPECT_EQ(countContaining(log.lines(), expected), 1) << expected;
+    EXPECT_EQ(countLines(log.lines(), expected), 1) << expected;
     release.set();
     EXPECT_EQ(WaitForSingleObject(handle, 30000), WAIT_OBJECT_0);
     CloseHandle(handle);
