@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "GrabOptions.h"
-#include "VXPngWriter.h"
 #include "VXChecks.h"
+#include "VXPngWriter.h"
 #include "VistrelHost.h"
 
 namespace {
@@ -33,9 +33,11 @@ std::string utf8(const VXString& s) {
 
 // A pattern with %d names every capture; a plain name receives the last one only.
 bool outputPath(const VXString& pattern, uint32_t index, uint32_t count, VXString& path) {
-    if (pattern.isEmpty()) return false;
+    if (pattern.isEmpty())
+        return false;
     path = pattern;
-    if (pattern.find(u"%d") >= 0) return path.replaceFirst(u"%d", vxFormat(u"%u", index).c_str()).isSuccess();
+    if (pattern.find(u"%d") >= 0)
+        return path.replaceFirst(u"%d", vxFormat(u"%u", index).c_str()).isSuccess();
     return index == count;
 }
 
@@ -94,23 +96,27 @@ int wmain(int argc, wchar_t** argv) {
     Vistrel::Capture capture;
     for (uint32_t i = 1; i <= options.count; ++i) {
         const VXResult exchanged = host->capture(excluded, options.cursor, capture);
-        if (exchanged.isError()) return fail("capture", exchanged);
+        if (exchanged.isError())
+            return fail("capture", exchanged);
         (i == 1 ? firstMicroseconds : laterMicroseconds) += capture.microseconds;
         std::printf("capture %u: (%d) %s%s%s\n", i, capture.result.code,
-                    utf8(VXResult::codeName(capture.result.code)).c_str(), capture.result.text.isEmpty() ? "" : " ",
-                    utf8(capture.result.text).c_str());
-        std::printf("  %.1f ms; wait record: %u more readbacks, %u ms%s\n",
-                    static_cast<double>(capture.microseconds) / 1000.0, capture.wait.iterations,
-                    capture.wait.milliseconds, capture.wait.timedOut ? ", timed out" : "");
+                    utf8(VXResult::codeName(capture.result.code)).c_str(),
+                    capture.result.text.isEmpty() ? "" : " ", utf8(capture.result.text).c_str());
         if (capture.result.code > VXError::eNoError) {
+            std::printf("  %.1f ms\n", static_cast<double>(capture.microseconds) / 1000.0);
             status = 1;
             continue;
         }
+        std::printf("  %.1f ms; wait record: %u more readbacks, %u ms%s\n",
+                    static_cast<double>(capture.microseconds) / 1000.0, capture.wait.iterations,
+                    capture.wait.milliseconds, capture.wait.timedOut ? ", timed out" : "");
         VXString path;
-        if (!outputPath(options.output, i, options.count, path)) continue;
+        if (!outputPath(options.output, i, options.count, path))
+            continue;
         size_t bytes = 0;
         const VXResult saved = savePng(*capture.image, path, bytes);
-        if (saved.isError()) return fail("saving the image", saved);
+        if (saved.isError())
+            return fail("saving the image", saved);
         std::printf("  saved %s (%u bytes)\n", utf8(path).c_str(), static_cast<unsigned>(bytes));
     }
     // The first capture also makes the magnifier's Direct3D device; the rest show the pace.

@@ -19,6 +19,8 @@ TEST(HostCApi, StartCaptureAndCloseInUnitTestMode) {
     EXPECT_EQ(frame.stride, 160);
     EXPECT_NE(frame.pixels, nullptr);
     EXPECT_EQ(vistrel_host_capture(host, nullptr, 3, 0, 30000, &frame), 2005);
+    const uint64_t tooMany[1] = {};
+    EXPECT_EQ(vistrel_host_capture(host, tooMany, 1024, 0, 30000, &frame), 2005);  // never read
     vistrel_host_close(host);
 }
 
@@ -26,9 +28,9 @@ TEST(HostCApi, FailuresCarryTheirText) {
     VistrelHost* host = nullptr;
     EXPECT_EQ(vistrel_host_start(L"C:\\no\\such\\Vistrel.exe", 0, 0, 10, 10, 1, &host), 2008);
     ASSERT_NE(host, nullptr);
-    EXPECT_NE(
-        std::wstring(vistrel_host_last_error(host)).find(L"Method \"CreateProcess\" returned Win32 error"),
-        std::wstring::npos);
+    const std::string error = VXString::fromWide(vistrel_host_last_error(host)).toUtf8();
+    EXPECT_EQ(error.rfind("Method \"GetFileAttributes\" returned Win32 error [", 0), 0u) << error;
+    EXPECT_NE(error.find("Server \"C:\\no\\such\\Vistrel.exe\" not found"), std::string::npos) << error;
     VistrelFrame frame{};
     EXPECT_EQ(vistrel_host_capture(host, nullptr, 0, 0, 1000, &frame), 2007);
     vistrel_host_close(host);

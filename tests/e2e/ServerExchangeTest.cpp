@@ -35,6 +35,10 @@ protected:
 TEST_F(ServerExchange, UnitTestModeAnswersWithAnImageRecordOfTheFullRectangle) {
     auto host = startServer(true);
     ASSERT_TRUE(host);
+    const auto& objects = host->sharedObjects();
+    const uint32_t recordSize = 13 + 600 * 400 * 4;
+    std::memset(objects->shMemImage->view, 0x5A, Vistrel::imageBlockSize(kCaptureRect));
+    std::memset(objects->shMemWaitResult->view, 0x5A, Vistrel::kWaitResultBlockSize);
     Vistrel::Capture capture;
     const VXResult r = host->capture({}, true, capture, kAnswerTimeoutMs);
     ASSERT_TRUE(r.isSuccess()) << r.message().toUtf8();
@@ -49,9 +53,11 @@ TEST_F(ServerExchange, UnitTestModeAnswersWithAnImageRecordOfTheFullRectangle) {
     EXPECT_EQ(width, 600u);
     EXPECT_EQ(height, 400u);
     EXPECT_EQ(bits, 32u);
-    // No capture in this mode: the wait record is all zero.
-    EXPECT_EQ(capture.wait.iterations, 0u);
-    EXPECT_FALSE(capture.wait.timedOut);
+    EXPECT_EQ(record[recordSize], 0x5A);  // nothing past the record
+    // No capture in this mode: the wait record is written, all zero, and nothing after it.
+    const uint8_t* wait = objects->shMemWaitResult->view;
+    EXPECT_EQ(std::vector<uint8_t>(wait, wait + 9), std::vector<uint8_t>(9, 0));
+    EXPECT_EQ(wait[9], 0x5A);
     // A second request on the same server is answered too.
     ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());
     EXPECT_EQ(capture.result.code, 2000);
@@ -82,7 +88,6 @@ TEST_F(ServerExchange, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
     ASSERT_EQ(capture.result.code, 2000) << capture.result.text.toUtf8();
     EXPECT_EQ(e2e::pixelAt(*capture.image, x, y), e2e::rgb(kBottomColor));
     EXPECT_EQ(e2e::pixelAt(*capture.image, topOnlyX, topOnlyY), background);
-    EXPECT_GE(capture.wait.iterations, 0u);
     EXPECT_LT(capture.wait.milliseconds, 500u);
     EXPECT_FALSE(capture.wait.timedOut);
 
@@ -117,6 +122,11 @@ TEST_F(ServerExchange, BlackContentFailsTheRequestButLeavesTheLastImageAndWaitRe
     const std::vector<uint8_t> wait(objects->shMemWaitResult->view,
                                     objects->shMemWaitResult->view + Vistrel::kWaitResultBlockSize);
     EXPECT_EQ(std::vector<uint8_t>(Vistrel::kWaitResultBlockSize, 0x6B), wait);
+
+    // A failed capture is the request's outcome only: the server goes on serving.
+    ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());
+    EXPECT_EQ(capture.result.code, 2022);
+    EXPECT_TRUE(host->isRunning());
 }
 
 }  // namespace

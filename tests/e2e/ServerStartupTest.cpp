@@ -98,4 +98,17 @@ TEST(ServerStartup, ADeadServerIsReportedAtOnceNotAfterTheTimeout) {
     EXPECT_NE(r.message().toUtf8().find("Failed getting Mag dll"), std::string::npos);
 }
 
+TEST(ServerStartup, ManifestAsksForInvokerRightsAndPerMonitorDpi) {
+    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
+    HMODULE image = LoadLibraryExW(server.wstr(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    ASSERT_NE(image, nullptr);
+    HRSRC resource = FindResourceW(image, MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(24));  // RT_MANIFEST
+    ASSERT_NE(resource, nullptr);
+    const auto* bytes = static_cast<const char*>(LockResource(LoadResource(image, resource)));
+    const std::string manifest(bytes, SizeofResource(image, resource));
+    FreeLibrary(image);
+    EXPECT_NE(manifest.find("level=\"asInvoker\" uiAccess=\"false\""), std::string::npos);
+    EXPECT_NE(manifest.find(">True/PM</dpiAware>"), std::string::npos);
+}
+
 }  // namespace

@@ -12,16 +12,13 @@ namespace {
 
 constexpr uint32_t kModulePathChars = 32768;
 constexpr uint32_t kTerminateExitCode = 0xDEAD;
+// How long the destructor waits for a terminated server to be gone.
+constexpr DWORD kTerminateWaitMs = 5000;
+constexpr uint32_t kExitResultWritten = 10;
 
 }  // namespace
 
-VXString executableFolder() {
-    VXString path;
-    wchar_t* buffer = reinterpret_cast<wchar_t*>(path.getWritableBuffer(kModulePathChars - 1));
-    if (buffer == nullptr)
-        return VXString();
-    const DWORD n = GetModuleFileNameW(nullptr, buffer, kModulePathChars - 1);
-    path.releaseWritableBuffer(static_cast<int32_t>(n));
+VXString folderOf(const VXString& path) {
     int32_t cut = -1;
     for (int32_t i = 0; i < static_cast<int32_t>(path.length()); ++i) {
         if (path[i] == u'\\' || path[i] == u'/')
@@ -32,10 +29,21 @@ VXString executableFolder() {
     return folder;
 }
 
+VXString executableFolder() {
+    VXString path;
+    wchar_t* buffer = reinterpret_cast<wchar_t*>(path.getWritableBuffer(kModulePathChars - 1));
+    if (buffer == nullptr)
+        return VXString();
+    const DWORD n = GetModuleFileNameW(nullptr, buffer, kModulePathChars - 1);
+    path.releaseWritableBuffer(static_cast<int32_t>(n));
+    return folderOf(path);
+}
+
 Host::~Host() {
     if (_process != nullptr) {
-        if (isRunning())
-            TerminateProcess(_process, kTerminateExitCode);
+        if (isRunning() && TerminateProcess(_process, kTerminateExitCode)) {
+            WaitForSingleObject(_process, kTerminateWaitMs);
+        }
         CloseHandle(_process);
     }
 }
@@ -57,6 +65,11 @@ VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serv
                                 std::unique_ptr<Host>& host) {
     VXString commandLine;
     VX_RETURN_IF_ERROR(HostCommand::join(serverPath, serverOptions, commandLine));
+    if (GetFileAttributesW(serverPath.wstr()) == INVALID_FILE_ATTRIBUTES) {
+        VXResult missing = VX_WIN32_ERROR(u"GetFileAttributes");
+        missing.addContext(u"Server \"%s\" not found", serverPath);
+        return missing;
+    }
     std::unique_ptr<Host> h(new Host);
     VX_RETURN_IF_ERROR(Params::create(serverOptions.c_str(), kEventStartPrefix, kEventCompletedPrefix,
                                       kExclWndsPrefix, kCaptureCursorPrefix, kImagePrefix, kWaitResultPrefix,
@@ -83,8 +96,11 @@ VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serv
     PROCESS_INFORMATION process{};
     // CreateProcessW may write into the command line.
     std::wstring writable(commandLine.wstr());
-    if (!CreateProcessW(serverPath.wstr(), writable.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process)) {
+    // The server runs in its own folder: a library it loads by name must never come from
+    // whatever folder the host happens to be in.
+    const VXString folder = folderOf(serverPath);
+    if (!CreateProcessW(serverPath.wstr(), writable.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        folder.isEmpty() ? nullptr : folder.wstr(), &startup, &process)) {
         return VX_WIN32_ERROR(u"CreateProcess");
     }
     CloseHandle(process.hThread);
@@ -109,9 +125,23 @@ VXResult Host::describeExit_(const VXSourceLocation& site) {
     DWORD exitCode = 0;
     GetExitCodeProcess(_process, &exitCode);
     ResultRecord final;
-    readResultBlock(final);
+    if (exitCode != kExitResultWritten || readResultBlock(final).isError()) {
+        return VXResult(VXError::eUnexpected, site, u"Server ended with exit code %u", exitCode);
+    }
     return VXResult(VXError::eUnexpected, site, u"Server ended with exit code %u; final result (%d) %s",
                     exitCode, final.code, final.text);
+}
+
+VXResult Host::waitForAnswer_(uint32_t timeoutMs) {
+    const HANDLE handles[] = {_objects->eventCompleted->handle(), _process};
+    const DWORD wait = WaitForMultipleObjects(2, handles, FALSE, timeoutMs);
+    if (wait == WAIT_OBJECT_0 + 1)
+        return describeExit_(VX_SITE);
+    if (wait == WAIT_TIMEOUT)
+        return VX_ERROR(VXError::eTimeout, u"No answer from the server within %u ms", timeoutMs);
+    if (wait != WAIT_OBJECT_0)
+        return VX_WIN32_ERROR(u"WaitForMultipleObjects");
+    return VXError::eNoError;
 }
 
 VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captureCursor, Capture& capture,
@@ -119,21 +149,21 @@ VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captur
     VX_CHECK_PARAM(excludedWindows.size() <= kMaxExcludedWindows);
     if (!isRunning())
         return describeExit_(VX_SITE);
+    // A request that timed out may still be answered: its answer must not pass for this one's,
+    // and the server may still be writing the blocks.
+    if (_unanswered) {
+        VX_RETURN_IF_ERROR(waitForAnswer_(timeoutMs));
+        _unanswered = false;
+    }
 
     SerializeUtils::writeWindowList(_objects->shMemExclWnds->view, kExclWndsBlockSize, excludedWindows);
     SerializeUtils::writeBool(_objects->shMemCaptureCursor->view, captureCursor);
     const uint64_t start = VXPlatform::monotonicMicroseconds();
     VX_RETURN_IF_ERROR(_objects->eventStart->set());
 
-    const HANDLE handles[] = {_objects->eventCompleted->handle(), _process};
-    const DWORD wait = WaitForMultipleObjects(2, handles, FALSE, timeoutMs);
-    if (wait == WAIT_OBJECT_0 + 1)
-        return describeExit_(VX_SITE);
-    if (wait == WAIT_TIMEOUT) {
-        return VX_ERROR(VXError::eTimeout, u"No answer from the server within %u ms", timeoutMs);
-    }
-    if (wait != WAIT_OBJECT_0)
-        return VX_WIN32_ERROR(u"WaitForMultipleObjects");
+    _unanswered = true;
+    VX_RETURN_IF_ERROR(waitForAnswer_(timeoutMs));
+    _unanswered = false;
 
     VX_RETURN_IF_ERROR(readResultBlock(capture.result));
     if (capture.result.code <= VXError::eNoError && _image) {
@@ -158,7 +188,11 @@ VXResult Host::waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord&
     if (!GetExitCodeProcess(_process, &code))
         return VX_WIN32_ERROR(u"GetExitCodeProcess");
     exitCode = code;
-    VX_RETURN_IF_ERROR(readResultBlock(finalResult));
+    // Only exit code 10 says the final result reached the block; otherwise it holds nothing
+    // or an earlier request's answer.
+    finalResult = ResultRecord();
+    if (code == kExitResultWritten)
+        VX_RETURN_IF_ERROR(readResultBlock(finalResult));
     return VXError::eNoError;
 }
 

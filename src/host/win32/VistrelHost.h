@@ -59,7 +59,8 @@ public:
     // when the server ended, with its exit code and final result in the message.
     VXResult capture(const std::vector<uint64_t>& excludedWindows, bool captureCursor, Capture& capture,
                      uint32_t timeoutMs = kDefaultAnswerTimeoutMs);
-    // Waits for the server to end; then its exit code and the final result it wrote.
+    // Waits for the server to end; then its exit code and, when that is 10, the final result
+    // it wrote (otherwise the record is left empty, code 0).
     VXResult waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult);
     VXResult terminate();
     bool isRunning() const;
@@ -75,15 +76,19 @@ public:
 private:
     Host() = default;
     VXResult describeExit_(const VXSourceLocation& site);
+    VXResult waitForAnswer_(uint32_t timeoutMs);
 
     std::shared_ptr<Params> _params;
     std::shared_ptr<SharedObjects> _objects;
     std::shared_ptr<VXImage> _image;
     HANDLE _process = nullptr;
     uint32_t _processId = 0;
+    bool _unanswered = false;  // a request timed out before its answer came
 };
 
 // The folder of the running executable, with a trailing backslash.
 VXString executableFolder();
+// The folder part of a path, with its trailing separator; empty for a bare name.
+VXString folderOf(const VXString& path);
 
 }  // namespace Vistrel

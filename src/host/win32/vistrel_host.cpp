@@ -4,6 +4,7 @@
 #include <new>
 
 #include "VXChecks.h"
+#include "VistrelExchange.h"
 #include "VistrelHost.h"
 
 struct VistrelHost {
@@ -53,7 +54,6 @@ extern "C" int32_t vistrel_host_capture(VistrelHost* h, const uint64_t* windows,
         return remember(h, r);
     const Vistrel::Capture& c = h->capture;
     h->text = c.result.text;
-    *frame = VistrelFrame{};
     frame->code = c.result.code;
     frame->text = h->text.wstr();
     if (c.result.code <= VXError::eNoError && c.image) {
@@ -66,7 +66,7 @@ extern "C" int32_t vistrel_host_capture(VistrelHost* h, const uint64_t* windows,
         frame->waitTimedOut = c.wait.timedOut ? 1 : 0;
     }
     frame->microseconds = c.microseconds;
-    return remember(h, VXResult(c.result.code));
+    return remember(h, VXResult(c.result.code, u"%s", c.result.text));
 }
 
 extern "C" int32_t vistrel_host_wait_exit(VistrelHost* h, uint32_t timeoutMs, uint32_t* exitCode,
@@ -82,6 +82,10 @@ extern "C" int32_t vistrel_host_wait_exit(VistrelHost* h, uint32_t timeoutMs, ui
         h->text = final.text;
     }
     return remember(h, r);
+}
+
+extern "C" const wchar_t* vistrel_host_last_text(const VistrelHost* h) {
+    return h == nullptr ? L"" : h->text.wstr();
 }
 
 extern "C" const wchar_t* vistrel_host_last_error(const VistrelHost* h) {

@@ -33,6 +33,8 @@ int32_t vistrel_host_capture(VistrelHost* host, const uint64_t* windows, uint32_
                              int32_t captureCursor, uint32_t timeoutMs, VistrelFrame* frame);
 int32_t vistrel_host_wait_exit(VistrelHost* host, uint32_t timeoutMs, uint32_t* exitCode, int32_t* finalCode);
 const wchar_t* vistrel_host_last_error(const VistrelHost* host);
+/* The text of the last answer: a capture's, or the final result after vistrel_host_wait_exit. */
+const wchar_t* vistrel_host_last_text(const VistrelHost* host);
 void vistrel_host_close(VistrelHost* host);
 
 #ifdef __cplusplus

@@ -22,10 +22,10 @@ VXResult SharedProcessMemory::create(const char16_t* tszName, uint32_t dwSize,
     block->mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, dwSize,
                                         reinterpret_cast<const wchar_t*>(tszName));
     if (block->mapping == nullptr)
-        return VX_WIN32_ERROR(u"CreateFileMapping");
+        return VX_CHAIN(VX_WIN32_ERROR(u"CreateFileMapping"));
     block->view = static_cast<uint8_t*>(MapViewOfFile(block->mapping, FILE_MAP_WRITE, 0, 0, dwSize));
     if (block->view == nullptr)
-        return VX_WIN32_ERROR(u"MapViewOfFile");
+        return VX_CHAIN(VX_WIN32_ERROR(u"MapViewOfFile"));
     memory = std::move(block);
     return VXError::eNoError;
 }
