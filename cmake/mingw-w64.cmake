@@ -11,3 +11,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # The wrapper makes a Wine prefix inside the build folder on first use.
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../tools/wine/vxwine)
+# zlib is linked statically, like the C and C++ runtimes, wherever it is found.
+set(ZLIB_USE_STATIC_LIBS ON)

@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "DebugOutputMonitor.h"
+#include "LogText.h"
+#include "VXCrashDebug.h"
+#include "VXCrashHandler.h"
+#include "VXDumpFile.h"
+#include "VXDumpText.h"
+#include "support/win32/ChildProcess.h"
+
+namespace {
+
+constexpr DWORD kChildTimeoutMs = 180000;
+constexpr DWORD kRuntimeTerminate = 0xE0000004;
+
+struct ChildRun {
+    DWORD processId = 0;
+    DWORD exitCode = 0;
+    std::vector<std::string> lines;  // the debug output, one entry per log line
+};
+
+// Runs the crash child in a mode and collects its debug output, one entry per log line.
+ChildRun runChild(const wchar_t* mode) {
+    ChildRun run;
+    DebugOutputMonitor monitor;
+    EXPECT_TRUE(monitor.ok()) << "the debug output buffer is taken";
+    std::wstring command = L"\"" + ChildProcess::besideTest(L"vx_crash_child.exe") + L"\" " + mode;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &process)) {
+        ADD_FAILURE() << "CreateProcess failed: " << GetLastError();
+        return run;
+    }
+    EXPECT_EQ(WaitForSingleObject(process.hProcess, kChildTimeoutMs), WAIT_OBJECT_0);
+    GetExitCodeProcess(process.hProcess, &run.exitCode);
+    run.processId = process.dwProcessId;
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    Sleep(200);  // the last lines may still be on their way through the shared buffer
+    const std::string text = monitor.textOf(run.processId);
+    for (size_t start = 0, end; start < text.size(); start = end + 1) {
+        end = std::min(text.find('\n', start), text.size());
+        run.lines.push_back(text.substr(start, end - start));
+    }
+    return run;
+}
+
+TEST(VXCrashChild, AccessViolationLeavesCrashLinesModulesAndADecodableDump) {
+    const ChildRun run = runChild(L"access-violation");
+    ASSERT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));
+    const std::vector<std::string>& lines = run.lines;
+
+    const int firstChance = findLine(lines, "First chance EXCEPTION_ACCESS_VIOLATION at ");
+    const int crash = findLine(lines, "*** Crash ***");
+    ASSERT_GE(crash, 0) << joinLines(lines);
+    EXPECT_GE(firstChance, 0);
+    EXPECT_LT(firstChance, crash);
+    const std::regex exceptionLine("Exception: C0000005 at ([0-9A-F]{16}) in .*vx_crash_child\\.exe$",
+                                   std::regex::icase);
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(lines[crash + 1], match, exceptionLine)) << lines[crash + 1];
+    EXPECT_NE(lines[firstChance].find(match[1].str()), std::string::npos)
+        << "first chance names the same address";
+    EXPECT_NE(lines[crash + 2].find(" - EXCEPTION_ACCESS_VIOLATION"), std::string::npos);
+    EXPECT_NE(lines[crash + 3].find("ACCESS_VIOLATION while writing 0000000000000010"), std::string::npos);
+
+    const int modules = findLine(lines, "LOADED MODULES DUMP BEGIN >>>>>>>>>>>>>>>>>>>>>", crash);
+    const int modulesEnd = findLine(lines, "LOADED MODULES DUMP END <<<<<<<<<<<<<<<<<<<<<<<", modules);
+    ASSERT_GT(modules, crash);
+    ASSERT_GT(modulesEnd, modules + 2);
+    const std::regex moduleLine(
+        "Load Addr: 0x[0-9A-F]{16} Size: 0x[0-9a-f]{6,}\t Path: .+\\.(dll|exe|DLL|EXE)$");
+    for (int i = modules + 1; i < modulesEnd; ++i)
+        EXPECT_TRUE(std::regex_search(lines[i], moduleLine)) << lines[i];
+    EXPECT_GT(findLine(lines, "vx_crash_child.exe", modules), modules);
+
+    const int dumpStart = findLine(lines, "VXDumpThread::run()", modulesEnd);
+    ASSERT_GT(dumpStart, modulesEnd);
+    const int version = findLine(lines, "Loaded dbghelp.dll ver. ", dumpStart);
+    ASSERT_GT(version, dumpStart);
+    EXPECT_TRUE(
+        std::regex_search(lines[version], std::regex("ver\\. [0-9]+\\.[0-9]{2,}\\.[0-9]+\\.[0-9]+$")));
+    const int generated = findLine(lines, "Crash dump data successfully generated.", dumpStart);
+    ASSERT_GT(generated, dumpStart) << joinLines(lines);
+
+    // Pieces of exactly 900 characters but the last, which is 1 to 900.
+    const int begin = findLine(lines, "MDUMP BEGIN ", generated);
+    const int end = findLine(lines, "MDUMP END", begin);
+    ASSERT_GT(begin, generated);
+    ASSERT_GT(end, begin + 1);
+    size_t total = 0;
+    for (int i = begin + 1; i < end; ++i) {
+        const size_t piece = lines[i].size() - (lines[i].find("MDUMP=") + 6);
+        total += piece;
+        EXPECT_TRUE(i + 1 < end ? piece == 900 : piece >= 1 && piece <= 900) << i << ": " << piece;
+    }
+    EXPECT_NE(lines[begin].find("MDUMP BEGIN " + std::to_string(total)), std::string::npos);
+
+    std::vector<std::vector<uint8_t>> dumps;
+    const VXResult read = VXDumpText::extract(joinLines(lines), dumps);
+    ASSERT_TRUE(read.isSuccess()) << read.message().toUtf8();
+    ASSERT_EQ(dumps.size(), 1u);
+    ASSERT_GT(dumps[0].size(), 1000u);
+    EXPECT_EQ(std::string(dumps[0].begin(), dumps[0].begin() + 4), "MDMP");
+    std::printf("crash child dump: %u bytes, %u Base64 characters in %d MDUMP lines\n",
+                static_cast<unsigned>(dumps[0].size()), static_cast<unsigned>(total), end - begin - 1);
+
+    // The dump went through the default folder and did not stay there.
+    const std::string folder = VXMiniDump::defaultFolder().toUtf8();
+    EXPECT_GE(findLine(lines, "VXMiniDump::setFolder - : " + folder), 0) << folder;
+    const std::wstring pattern = VXMiniDump::defaultFolder().wstr() + std::wstring(L"vx_crash_child_") +
+                                 std::to_wstring(run.processId) + L"_*";
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW(pattern.c_str(), &found);
+    EXPECT_EQ(search, INVALID_HANDLE_VALUE) << "a dump file remains";
+    if (search != INVALID_HANDLE_VALUE)
+        FindClose(search);
+}
+
+TEST(VXCrashChild, TerminateIsReportedAsTheRuntimesOwnException) {
+    const ChildRun run = runChild(L"terminate");
+    EXPECT_EQ(run.exitCode, kRuntimeTerminate);
+    const int crash = findLine(run.lines, "*** Crash ***");
+    ASSERT_GE(crash, 0) << joinLines(run.lines);
+    EXPECT_NE(run.lines[crash + 1].find("Exception: E0000004 at "), std::string::npos)
+        << run.lines[crash + 1];
+    EXPECT_NE(run.lines[crash + 2].find(" - EX_TERMINATE_HANDLER"), std::string::npos);
+    EXPECT_EQ(countLines(run.lines, "First chance"), 0) << "a software exception is no first-chance line";
+    EXPECT_EQ(countLines(run.lines, "ACCESS_VIOLATION while"), 0);
+    EXPECT_GE(findLine(run.lines, "VXDumpThread::run()"), crash);
+}
+
+TEST(VXCrashChild, FaultInsideTheHandlerIsReported) {
+    const ChildRun run = runChild(L"handler-fault");
+    EXPECT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));
+    EXPECT_GE(findLine(run.lines, "VXDebugExceptionHandler crashed !"), 0) << joinLines(run.lines);
+}
+
+TEST(VXCrashChild, MissingDbgHelpGivesOneFailureAndNoDump) {
+    const ChildRun run = runChild(L"missing-dbghelp");
+    EXPECT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));
+    const int start = findLine(run.lines, "VXDumpThread::run()");
+    ASSERT_GE(start, 0) << joinLines(run.lines);
+    EXPECT_EQ(countLines(run.lines, "Failed to load dbghelp.dll while trying to create crash dump:"), 1);
+    EXPECT_EQ(countLines(run.lines, "MDUMP"), 0);
+    EXPECT_EQ(countLines(run.lines, "Crash dump generation"), 0);
+}
+
+}  // namespace
