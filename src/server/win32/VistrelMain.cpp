@@ -1,11 +1,16 @@
 #include "VistrelMain.h"
 
+#include "VXCrashHandler.h"
 #include "VistrelExchange.h"
 #include "VistrelServer.h"
 
 namespace Vistrel {
 
 int mainRoutine() {
+    // Before anything can fail: a crash leaves its description and a compressed dump in the
+    // debug log, the only place this windowless process can report it.
+    VXCrashHandler::install();
+
     // Failures become exit codes only; once the shared objects exist the result block is the
     // channel that tells the host what went wrong.
     VXString cmdLineArgs;
