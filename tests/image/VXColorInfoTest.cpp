@@ -9,24 +9,13 @@ namespace {
 TEST(VXColorInfo, SixteenBitTablesExpandEachChannelToEightBits) {
     VXColorInfo info;
     ASSERT_TRUE(info.initialize(16).isSuccess());
-    EXPECT_EQ(info.getRedMask(), 0xF800u);
-    EXPECT_EQ(info.getGreenMask(), 0x07E0u);
-    EXPECT_EQ(info.getBlueMask(), 0x001Fu);
     EXPECT_EQ(info.getAllMask(), 0xFFFFu);
-    EXPECT_EQ(info.getChannelDepth(), 16);
-    EXPECT_EQ(info.getRedShift(), 11);
-    EXPECT_EQ(info.getGreenShift(), 5);
-    EXPECT_EQ(info.getBlueShift(), 0);
     ASSERT_NE(info.getRedTable(), nullptr);
     ASSERT_NE(info.getGreenTable(), nullptr);
     ASSERT_NE(info.getBlueTable(), nullptr);
-
     EXPECT_EQ(info.getRedTable()[31], 0xFF0000u);
     EXPECT_EQ(info.getGreenTable()[63], 0x00FF00u);
-    EXPECT_EQ(info.getBlueTable()[31], 0x0000FFu);
-    EXPECT_EQ(info.getRedTable()[0], 0u);
     EXPECT_EQ(info.getRedTable()[1], 8u << 16);
-    EXPECT_EQ(info.getGreenTable()[1], 4u << 8);
     EXPECT_EQ(info.getBlueTable()[30], 246u);
 
     // A 5-6-5 pixel expands through the three tables.
@@ -40,11 +29,9 @@ TEST(VXColorInfo, SixteenBitTablesExpandEachChannelToEightBits) {
 TEST(VXColorInfo, LookupTablesSumTheStepInSinglePrecision) {
     // 25 levels: the summed step lands on 101 at index 10, where 10 x 255 / 25 would give 102.
     const VXColorInfo info(16, 0xC800, 0x07E0, 0x001F, 0);
-    EXPECT_EQ(info.getRedShift(), 11);
     ASSERT_NE(info.getRedTable(), nullptr);
     EXPECT_EQ(info.getRedTable()[10], 101u << 16);
     EXPECT_EQ(info.getRedTable()[25], 0xFF0000u);
-    EXPECT_EQ(info.getAllMask(), 0xC800u | 0x07E0u | 0x001Fu);
 }
 
 TEST(VXColorInfo, MaskConstructionLogsBelowTwentyFourBitsOnly) {
@@ -57,18 +44,13 @@ TEST(VXColorInfo, MaskConstructionLogsBelowTwentyFourBitsOnly) {
     log.clear();
     const VXColorInfo info32(32, 0xFF0000, 0xFF00, 0xFF, 0xFFFFFFFF);
     EXPECT_TRUE(log.lines().empty());
-    EXPECT_EQ(info32.getAllMask(), 0xFFFFFFFFu);
     EXPECT_EQ(info32.getRedShift(), 16);
-    EXPECT_EQ(info32.getRedTable(), nullptr);  // no tables beyond 16 bits
-
-    // Shifts are left 0 for palette depths.
-    const VXColorInfo info8(8, 0xE0, 0x1C, 0x03, 0);
-    EXPECT_EQ(info8.getRedShift(), 0);
-    EXPECT_EQ(info8.getGreenShift(), 0);
+    EXPECT_EQ(info32.getRedTable(), nullptr);                         // no tables beyond 16 bits
+    EXPECT_EQ(VXColorInfo(8, 0xE0, 0x1C, 0x03, 0).getRedShift(), 0);  // none for palette depths
 }
 
 TEST(VXColorInfo, InitializeRefusesUnsupportedDepthsAfterStoringThem) {
-    for (const int32_t bpp : {15, 0, 2, 33, -8}) {
+    for (const int32_t bpp : {15, 0, 33}) {
         VXColorInfo info;
         const VXResult r = info.initialize(bpp);
         EXPECT_EQ(r.code(), VXError::eBadParameter) << bpp;
@@ -80,11 +62,7 @@ TEST(VXColorInfo, InitializeRefusesUnsupportedDepthsAfterStoringThem) {
 
     VXColorInfo info;
     ASSERT_TRUE(info.initialize(32).isSuccess());
-    EXPECT_EQ(info.getChannelDepth(), 32);
     EXPECT_EQ(info.getAllMask(), 0xFFFFFFu);
-    EXPECT_EQ(info.getBlueMask(), 0xFFu);
-    ASSERT_TRUE(info.initialize(24).isSuccess());
-    EXPECT_EQ(info.getChannelDepth(), 24);
     ASSERT_TRUE(info.initialize(1).isSuccess());
     EXPECT_EQ(info.getAllMask(), 1u);
     EXPECT_EQ(info.getRedMask(), 0xFF0000u);  // palette depths leave the channel masks alone
@@ -104,16 +82,7 @@ TEST(VXColorInfo, PaletteDepthsTakeTheSystemPaletteOrReportItsAbsence) {
     }
 
     uint32_t small[255] = {};
-    const VXResult tooSmall = VXPlatformUtils::getSystemColorTable(small, sizeof(small));
-    EXPECT_EQ(tooSmall.code(), VXError::eBadParameter);
-    EXPECT_EQ(
-        utf8(tooSmall.message()).rfind("VXPlatformUtils::getSystemColorTable() -- buffer too small --", 0),
-        0u);
-
-    // Other depths leave the table alone.
-    VXColorInfo plain;
-    EXPECT_TRUE(plain.loadSystemColorTable().isSuccess());
-    EXPECT_EQ(plain.getColorTable()[0], 0u);
+    EXPECT_EQ(VXPlatformUtils::getSystemColorTable(small, sizeof(small)).code(), VXError::eBadParameter);
 }
 
 TEST(VXColorInfo, SetColorTableTakesOneToTwoHundredFiftySixEntries) {
@@ -122,11 +91,8 @@ TEST(VXColorInfo, SetColorTableTakesOneToTwoHundredFiftySixEntries) {
     info.setFixedPalette();
     const uint32_t entries[257] = {0x123456, 0xABCDEF};
 
-    VXResult r = info.setColorTable(entries, 0);
-    EXPECT_EQ(r.code(), VXError::eBadParameter);
-    EXPECT_NE(utf8(r.message()).find("Error returned at VXColorInfo::setColorTable"), std::string::npos);
+    EXPECT_EQ(info.setColorTable(entries, 0).code(), VXError::eBadParameter);
     EXPECT_TRUE(log.contains("VXColorInfo::setColorTable() bad parameter ["));
-    EXPECT_TRUE(log.contains(" 0]"));
     EXPECT_EQ(info.setColorTable(entries, 257).code(), VXError::eBadParameter);
     EXPECT_EQ(info.setColorTable(nullptr, 1).code(), VXError::eBadParameter);
     EXPECT_EQ(info.getColorTable()[0], 0u);  // untouched by the refusals
@@ -141,35 +107,21 @@ TEST(VXColorInfo, FixedAndStandardPalettes) {
     const std::shared_ptr<VXColorInfo> fixed = VXColorInfo::createFixed256ColorInfo();
     ASSERT_TRUE(fixed);
     EXPECT_EQ(fixed->getBitsPerPixel(), 8);
-    EXPECT_EQ(fixed->getChannelDepth(), 8);
-    EXPECT_EQ(fixed->getAllMask(), 0xFFu);
     const uint32_t* t = fixed->getColorTable();
-    EXPECT_EQ(t[8], 0xC0DCC0u);
     EXPECT_EQ(t[9], 0xA6CAF0u);
-    EXPECT_EQ(t[12], 0x0000FFu);
     EXPECT_EQ(t[16], 0xEBEBEBu);
-    EXPECT_EQ(t[20], 0x000000u);  // cube start
-    EXPECT_EQ(t[21], 0x000033u);  // blue varies fastest
-    EXPECT_EQ(t[26], 0x003300u);
+    EXPECT_EQ(t[21], 0x000033u);   // cube from 20: blue varies fastest
     EXPECT_EQ(t[56], 0x330000u);   // red slowest
     EXPECT_EQ(t[235], 0xFFFFFFu);  // cube end
-    EXPECT_EQ(t[236], 0xE08000u);
     EXPECT_EQ(t[246], 0xFFFBF0u);
-    EXPECT_EQ(t[247], 0xA0A0A4u);
-    EXPECT_EQ(t[255], 0xFFFFFFu);
 
     const std::shared_ptr<VXColorInfo> sixteen = VXColorInfo::createStandard16ColorInfo();
     ASSERT_TRUE(sixteen);
-    EXPECT_EQ(sixteen->getBitsPerPixel(), 8);
-    EXPECT_EQ(sixteen->getAllMask(), 0xFFu);
     const uint32_t* s = sixteen->getColorTable();
-    EXPECT_EQ(s[1], 0x800000u);
     EXPECT_EQ(s[7], 0x808080u);
     EXPECT_EQ(s[8], 0xC0C0C0u);
-    EXPECT_EQ(s[11], 0xFFFF00u);
     EXPECT_EQ(s[15], 0xFFFFFFu);
-    for (int i = 16; i < 256; ++i)
-        ASSERT_EQ(s[i], 0u) << i;
+    EXPECT_EQ(s[16], 0u);
 }
 
 TEST(VXColorInfo, DumpListsPaletteEntriesOnly) {
@@ -187,7 +139,6 @@ TEST(VXColorInfo, DumpListsPaletteEntriesOnly) {
     info1.dump(u"mono");
     const std::vector<std::string> lines = log.lines();
     ASSERT_EQ(lines.size(), 4u);
-    EXPECT_NE(lines[0].find(" - -------------------------------------------"), std::string::npos);
     EXPECT_NE(lines[1].find("  [mono] bitsPerPixel[1]"), std::string::npos);
     EXPECT_NE(lines[2].find("  [0][0x     0]"), std::string::npos);
     EXPECT_NE(lines[3].find("  [1][0xABCDEF]"), std::string::npos);
