@@ -83,15 +83,4 @@ TEST(VXChecks, AssertionFormsAreLoggedAndExecutionContinues) {
     EXPECT_EQ(lines[4].rfind("E: ", 0), 0u);
 }
 
-TEST(VXChecks, FunctionNameIsClassAndMethod) {
-    EXPECT_STREQ(
-        vxdetail::extractFunctionName("static VXResult Vistrel::Params::create(const VXString*, int)").text,
-        "Vistrel::Params::create");
-    EXPECT_STREQ(vxdetail::extractFunctionName("virtual void A<int, std::map<int, int> >::f() const").text,
-                 "A<int, std::map<int, int> >::f");
-    EXPECT_STREQ(vxdetail::extractFunctionName("void C::g(T, void (*)(int)) [with T = int]").text, "C::g");
-    EXPECT_STREQ(vxdetail::extractFunctionName("static const char* f()::Local::name()").text,
-                 "f()::Local::name");
-}
-
 }  // namespace
