@@ -78,16 +78,4 @@ TEST_F(VXOptionsBrokerTest, CustomParamsAreUnpacked) {
               std::string::npos);
 }
 
-TEST(VXOptions, SetWithoutOverwriteKeepsTheValueAndLookupLeavesOutputAlone) {
-    VXOptions options;
-    ASSERT_TRUE(options.set(u"k", u"one", false).isSuccess());
-    EXPECT_EQ(options.set(u"k", u"two", false).code(), VXError::eExists);
-    VXString out;
-    ASSERT_TRUE(options.getString(u"k", out).isSuccess());
-    EXPECT_EQ(utf8(out), "one");
-    out = u"kept";
-    EXPECT_EQ(options.getString(u"missing", out).code(), VXError::eNotFound);
-    EXPECT_EQ(utf8(out), "kept");
-}
-
 }  // namespace
