@@ -28,18 +28,11 @@ protected:
     std::shared_ptr<VXImage> parent;
 };
 
-TEST_F(VXSubImageTest, FullRectSharesTheParentsBitsExactly) {
-    VXSubImage sub;
-    ASSERT_TRUE(sub.initialize(parent, VXRect(parent->getSize())).isSuccess());
-    EXPECT_EQ(sub.getBits(), parent->getBits());
-    EXPECT_EQ(sub.getBytesPerLine(), parent->getBytesPerLine());
-    EXPECT_FALSE(sub.ownsBits());
-    EXPECT_EQ(sub.getColorInfo(), parent->getColorInfo());
-}
-
-TEST_F(VXSubImageTest, ViewStepsByTheParentsStrideAndWritesThrough) {
+TEST_F(VXSubImageTest, ViewSharesTheParentsBitsStepsByItsStrideAndWritesThrough) {
     VXSubImage sub;
     ASSERT_TRUE(sub.initialize(parent, VXRect(2, 1, 5, 4)).isSuccess());
+    EXPECT_EQ(sub.getBits(), parent->getPixelPtr(2, 1));
+    EXPECT_FALSE(sub.ownsBits());
     EXPECT_EQ(sub.getImageSize(), 3 * 3 * 4);
     EXPECT_EQ(pixel(sub, 0, 0), 0xFF000102u);
     EXPECT_EQ(pixel(sub, 2, 2), 0xFF000304u);
@@ -63,7 +56,6 @@ TEST_F(VXSubImageTest, RectOutsideTheParentAndParentsWithoutPixelsAreRefused) {
     const VXResult r = sub.initialize(parent, VXRect(6, 1, 9, 3));
     EXPECT_EQ(r.code(), VXError::eBadParameter);
     EXPECT_TRUE(log.contains("VXSubImage::initialize() -- parent rect[0,0,8,6] does not enclose[6,1,9,3]"));
-    EXPECT_EQ(sub.initialize(parent, VXRect(-1, 0, 2, 2)).code(), VXError::eBadParameter);
     EXPECT_EQ(sub.getBits(), nullptr);
     EXPECT_EQ(sub.initialize(nullptr, VXRect(0, 0, 1, 1)).code(), VXError::ePreconditionFailed);
     auto unallocated = std::make_shared<VXImage>(4, 4, 32);
@@ -75,18 +67,12 @@ TEST_F(VXSubImageTest, ViewKeepsItsParentAlive) {
     const int32_t subRemaining = VXSubImage::remainingCount();
     {
         auto sub = std::make_shared<VXSubImage>();
-        EXPECT_EQ(VXSubImage::remainingCount(), subRemaining + 1);
         ASSERT_TRUE(sub->initialize(parent, VXRect(1, 1, 2, 2)).isSuccess());
         parent.reset();
         EXPECT_EQ(pixel(*sub, 0, 0), 0xFF000101u);  // still readable: the view holds the parent
     }
     EXPECT_EQ(VXImage::remainingCount(), remaining - 1);  // the view and the parent are gone
     EXPECT_EQ(VXSubImage::remainingCount(), subRemaining);
-
-    LogCapture log;
-    VXSubImage::dumpStats();
-    EXPECT_TRUE(log.contains("### VXSubImage Stats: total[" + std::to_string(VXSubImage::totalCount()) +
-                             "] remaining[" + std::to_string(subRemaining) + "] ###"));
 }
 
 }  // namespace
