@@ -63,24 +63,15 @@ TEST(VXChecks, AssertionFormsAreLoggedAndExecutionContinues) {
     VX_ASSERT(true);
     VXPlatform::setLastOsError(5);
     VX_VERIFY(reached == 0, u"not ready");
-    VXPlatform::setLastOsError(6);
-    VX_TEST_CHECK(reached == 2);
-    int* member = &reached;
-    VX_CHECK_MEMBER_DELETED(member);
     EXPECT_EQ(reached, 1);
     const auto lines = log.bodies();
-    ASSERT_EQ(lines.size(), 5u);
+    ASSERT_EQ(lines.size(), 3u);
     EXPECT_NE(lines[0].find("Assertion failure at "), std::string::npos);
     EXPECT_EQ(lines[0].back(), '.');
     EXPECT_NE(lines[1].find(". state 4"), std::string::npos);
     EXPECT_NE(lines[2].find("(reached == 0) failed: not ready in "), std::string::npos);
     EXPECT_NE(lines[2].find(". (Last OS error: 5)"), std::string::npos);
-    EXPECT_NE(lines[3].find("Boost test (reached == 2) failed in VXChecksTest.cpp at line "),
-              std::string::npos);
-    EXPECT_NE(lines[3].find("(Last OS error: 6)"), std::string::npos);
-    EXPECT_NE(lines[4].find("Pointer member \"member\" should be deleted and set to NULL in "),
-              std::string::npos);
-    EXPECT_EQ(lines[4].rfind("E: ", 0), 0u);
+    EXPECT_EQ(lines[2].rfind("E: ", 0), 0u);
 }
 
 }  // namespace

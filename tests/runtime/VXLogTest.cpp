@@ -112,51 +112,18 @@ TEST(VXLogCommandLine, SessionKeyAndItsValueAreHidden) {
     EXPECT_TRUE(has(lines[3], "\t/ut"));
 }
 
-TEST(VXLogResults, LogResultAndComError) {
+TEST(VXLogResults, LogResultUsesTheDefaultLevelAndTheDescription) {
     LogCapture log;
     VXResult r(2024, u"late");
     r.setDefaultLevel(2);
     VXLog::logResult(-1, u"Vistrel::run", r);
     VXLog::logResult(3, u"Vistrel::run", r, u"Final");
-    VXLog::logComError(static_cast<int32_t>(0x80004005), VXSourceLocation("D3D::create", "d3d.cpp", 5));
     const auto lines = log.bodies();
-    ASSERT_EQ(lines.size(), 3u);
+    ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].rfind("W: ", 0), 0u);
     EXPECT_TRUE(has(lines[0], "Warning\n\t(2024) \"VXError::eTimeout\"\n\tlate at Vistrel::run"));
     EXPECT_EQ(lines[1].rfind("E: ", 0), 0u);
     EXPECT_TRUE(has(lines[1], "Final\n\t(2024)"));
-    EXPECT_TRUE(
-        has(lines[2], "D3D::create, d3d.cpp:5- Method \"<COM call>\" returned HRESULT [0X80004005]. "));
-}
-
-TEST(VXLogListeners, BothSlotsSeeEachMessageSecondFirst) {
-    struct Recorder : ILogListener {
-        Recorder(std::vector<std::string>& order, const char* id) : order(order), id(id) {}
-        void onMessage(const VXLogData& data, const VXString& stamp) override {
-            order.push_back(std::string(id) + ":" + data.message.toUtf8() + (stamp.isEmpty() ? "" : "+t"));
-        }
-        std::vector<std::string>& order;
-        const char* id;
-    };
-    LogCapture log;
-    std::vector<std::string> order;
-    VXLog::setListener(0, std::make_shared<Recorder>(order, "first"));
-    VXLog::setListener(1, std::make_shared<Recorder>(order, "second"));
-    VX_LOG_DEBUG(u"hi");
-    VXLog::setListener(0, nullptr);
-    VXLog::setListener(1, nullptr);
-    EXPECT_EQ(order, (std::vector<std::string>{"second:hi+t", "first:hi+t"}));
-}
-
-TEST(VXLogTracker, ReportsFirstAndEveryTenfold) {
-    LogCapture log;
-    VXLogTracker tracker(u"slow readback");
-    for (int i = 0; i < 100; ++i)
-        tracker.occurred(__FILE__, "T::t");
-    const auto lines = log.lines();
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_TRUE(has(lines[0], "### slow readback ### issue occurred [1] times"));
-    EXPECT_TRUE(has(lines[2], "[100] times"));
 }
 
 }  // namespace

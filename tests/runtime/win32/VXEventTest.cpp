@@ -56,20 +56,6 @@ TEST(VXEvent, FailedCreationWarnsKeepsTheMappedCodeAndWaitsFail) {
     CloseHandle(mutex);
 }
 
-TEST(VXEvent, OpenUsesTheScopedNameAndNamesItOnFailure) {
-    const VXString name = uniqueName(u"open");
-    VXEvent event(name.c_str(), true, VXSync::eScopeLocal);
-    HANDLE slot = nullptr;
-    ASSERT_TRUE(VXEvent::open(name.c_str(), VXSync::eScopeLocal, true, slot).isSuccess());
-    ASSERT_TRUE(SetEvent(slot));
-    EXPECT_EQ(event.isSignaled().code(), VXStatus::eYes);
-    const VXResult r = VXEvent::open(name.c_str(), VXSync::eScopeGlobal, false, slot);
-    EXPECT_EQ(r.code(), VXError::eNotFound);
-    EXPECT_EQ(slot, nullptr);  // the old handle was closed first
-    EXPECT_EQ(text(r).rfind("Method \"OpenEvent\" returned Win32 error [2]. ", 0), 0u) << text(r);
-    EXPECT_NE(text(r).find("Event name: \"Global\\" + utf8(name) + "\""), std::string::npos) << text(r);
-}
-
 TEST(VXEvent, OnlyTheOpenSecurityScopeGetsANullDacl) {
     auto hasNullDacl = [](const VXEvent& event) {
         PSECURITY_DESCRIPTOR descriptor = nullptr;
