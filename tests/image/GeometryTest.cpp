@@ -45,20 +45,4 @@ TEST(SizeUtils, IntegerFitKeepsOneSideAndTruncatesTheOther) {
     }
 }
 
-TEST(SizeUtils, FitRejectsBadInputAndClearsTheOutputWhileTheFloatFitDoesNotTruncate) {
-    VXSize out(7, 7);
-    const VXResult r = SizeUtils::fitAspectRatio(VXSize(100, 100), 0.0, out);
-    EXPECT_EQ(utf8(r.message()).rfind("Parameter check \"aspectRatio > 0.0\" failed at , sizeutils.cpp:", 0),
-              0u)
-        << utf8(r.message());
-    EXPECT_EQ(out, VXSize(0, 0));
-    EXPECT_EQ(SizeUtils::fitAspectRatio(VXSize(100, 0), 1.5, out).code(), VXError::eBadParameter);
-
-    VXSizeF outF;
-    ASSERT_TRUE(SizeUtils::fitAspectRatio(VXSizeF(100.0f, 100.0f), 3.0f, outF).isSuccess());
-    EXPECT_FLOAT_EQ(outF.getY(), 100.0f / 3.0f);
-    EXPECT_EQ(SizeUtils::fitAspectRatio(VXSizeF(0.0f, 5.0f), 1.0f, outF).code(), VXError::eBadParameter);
-    EXPECT_EQ(outF, VXSizeF(0.0f, 0.0f));
-}
-
 }  // namespace
