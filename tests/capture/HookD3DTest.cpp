@@ -31,21 +31,18 @@ DWORD protectionOf(const void* code) {
     return info.Protect;
 }
 
-// Records each notification and what the destination held at that moment.
 class Recorder : public IDirect3DDevice9_StretchRect_Listener {
 public:
-    void onStretchRect(IDirect3DDevice9* device, IDirect3DSurface9* sourceSurface, const RECT*,
-                       IDirect3DSurface9* destSurface, const RECT* destRect, D3DTEXTUREFILTERTYPE) override {
+    void onStretchRect(IDirect3DDevice9*, IDirect3DSurface9* sourceSurface, const RECT*, IDirect3DSurface9*,
+                       const RECT* destRect, D3DTEXTUREFILTERTYPE) override {
         ++calls;
         lastSource = sourceSurface;
         lastDestRect = destRect;
-        destPixelDuringCall = destSurface != nullptr ? d3dtest::pixelAt(device, destSurface, 1, 1) : 0;
     }
 
     int calls = 0;
     IDirect3DSurface9* lastSource = nullptr;
     const RECT* lastDestRect = nullptr;
-    uint32_t destPixelDuringCall = 0;
 };
 
 class HookD3DTest : public ::testing::Test {
@@ -120,27 +117,6 @@ TEST_F(HookD3DTest, ModeNeverNotifiesASecondDeviceAndCopiesNothing) {
     EXPECT_EQ(recorder.lastDestRect, &destRect);
     EXPECT_EQ(destPixel(), 0x0A0AC8u) << "the system's StretchRect must not run";
     EXPECT_EQ(stretchRefused(), D3D_OK) << "Direct3D never sees the call";
-}
-
-TEST_F(HookD3DTest, ModesBeforeAndAfterRunTheSystemCallAroundTheNotification) {
-    for (uint32_t mode : {HookD3D::eCallOriginalBefore, HookD3D::eCallOriginalAfter}) {
-        SCOPED_TRACE(mode);
-        recorder = Recorder();
-        ASSERT_EQ(HookD3D::installStretchRectHook(mode).code(), VXError::eNoError);
-        makeSurfaces();
-        HookD3D::setStretchRectListener(&recorder);
-        EXPECT_EQ(stretch(), D3D_OK);
-        ASSERT_EQ(recorder.calls, 1);
-        // Red already there during the notification means the copy came first.
-        EXPECT_EQ(recorder.destPixelDuringCall, mode == HookD3D::eCallOriginalBefore ? 0xC80A0Au : 0x0A0AC8u);
-        EXPECT_EQ(destPixel(), 0xC80A0Au);
-        // The system's refusal comes back, and the patch is in place again: the next call is heard.
-        EXPECT_EQ(stretchRefused(), D3DERR_INVALIDCALL);
-        EXPECT_EQ(stretch(), D3D_OK);
-        EXPECT_EQ(recorder.calls, 3);
-        HookD3D::setStretchRectListener(nullptr);
-        ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
-    }
 }
 
 TEST_F(HookD3DTest, RemovalRestoresTheSystemBehaviour) {
