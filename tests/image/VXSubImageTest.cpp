@@ -28,31 +28,15 @@ protected:
     std::shared_ptr<VXImage> parent;
 };
 
-TEST_F(VXSubImageTest, FullRectSharesTheParentsBitsExactly) {
-    VXSubImage sub;
-    ASSERT_TRUE(sub.initialize(parent, VXRect(parent->getSize())).isSuccess());
-    EXPECT_EQ(sub.getBits(), parent->getBits());
-    EXPECT_EQ(sub.getSize(), parent->getSize());
-    EXPECT_EQ(sub.getBytesPerLine(), parent->getBytesPerLine());
-    EXPECT_EQ(sub.getImageSize(), 8 * 6 * 4);
-    EXPECT_FALSE(sub.ownsBits());
-    EXPECT_EQ(sub.getAllocatedBytes(), 0);
-    EXPECT_EQ(utf8(sub.getName()), "subImage");
-    EXPECT_EQ(sub.getColorInfo(), parent->getColorInfo());
-}
-
-TEST_F(VXSubImageTest, ViewStepsByTheParentsStrideAndWritesThrough) {
+TEST_F(VXSubImageTest, ViewSharesTheParentsBitsStepsByItsStrideAndWritesThrough) {
     VXSubImage sub;
     ASSERT_TRUE(sub.initialize(parent, VXRect(2, 1, 5, 4)).isSuccess());
-    EXPECT_EQ(sub.getWidth(), 3);
-    EXPECT_EQ(sub.getHeight(), 3);
-    EXPECT_EQ(sub.getOrigin(), VXPoint(2, 1));
-    EXPECT_EQ(sub.getImageSize(), 3 * 3 * 4);
     EXPECT_EQ(sub.getBits(), parent->getPixelPtr(2, 1));
+    EXPECT_FALSE(sub.ownsBits());
+    EXPECT_EQ(sub.getImageSize(), 3 * 3 * 4);
     EXPECT_EQ(pixel(sub, 0, 0), 0xFF000102u);
     EXPECT_EQ(pixel(sub, 2, 2), 0xFF000304u);
     EXPECT_EQ(sub.getPixelPtr(3, 0), nullptr);  // bounded by the view, not the parent
-    EXPECT_EQ(sub.getLinePtr(3), nullptr);
 
     const uint32_t marker = 0x12345678;
     std::memcpy(sub.getPixelPtr(1, 2), &marker, 4);
@@ -66,32 +50,14 @@ TEST_F(VXSubImageTest, ViewStepsByTheParentsStrideAndWritesThrough) {
     EXPECT_EQ(pixel(nested, 0, 1), marker);
 }
 
-TEST_F(VXSubImageTest, EmptyRectGivesAViewWithoutBits) {
-    VXSubImage sub;
-    ASSERT_TRUE(sub.initialize(parent, VXRect(3, 2, 3, 5)).isSuccess());
-    EXPECT_EQ(sub.getBits(), nullptr);
-    EXPECT_EQ(sub.getWidth(), 0);
-    EXPECT_EQ(sub.getHeight(), 3);
-    EXPECT_EQ(sub.getLinePtr(0), nullptr);
-}
-
-TEST_F(VXSubImageTest, RectOutsideTheParentIsRefused) {
+TEST_F(VXSubImageTest, RectOutsideTheParentAndParentsWithoutPixelsAreRefused) {
     LogCapture log;
     VXSubImage sub;
     const VXResult r = sub.initialize(parent, VXRect(6, 1, 9, 3));
     EXPECT_EQ(r.code(), VXError::eBadParameter);
     EXPECT_TRUE(log.contains("VXSubImage::initialize() -- parent rect[0,0,8,6] does not enclose[6,1,9,3]"));
-    EXPECT_EQ(sub.initialize(parent, VXRect(-1, 0, 2, 2)).code(), VXError::eBadParameter);
-    EXPECT_EQ(sub.initialize(parent, VXRect(0, 0, 2, 7)).code(), VXError::eBadParameter);
     EXPECT_EQ(sub.getBits(), nullptr);
-    EXPECT_FALSE(sub.getParent());
-}
-
-TEST_F(VXSubImageTest, ParentMustExistAndHavePixels) {
-    VXSubImage sub;
-    VXResult r = sub.initialize(nullptr, VXRect(0, 0, 1, 1));
-    EXPECT_EQ(r.code(), VXError::ePreconditionFailed);
-    EXPECT_NE(utf8(r.message()).find("Error returned at VXSubImage::initialize"), std::string::npos);
+    EXPECT_EQ(sub.initialize(nullptr, VXRect(0, 0, 1, 1)).code(), VXError::ePreconditionFailed);
     auto unallocated = std::make_shared<VXImage>(4, 4, 32);
     EXPECT_EQ(sub.initialize(unallocated, VXRect(0, 0, 1, 1)).code(), VXError::ePreconditionFailed);
 }
@@ -101,20 +67,12 @@ TEST_F(VXSubImageTest, ViewKeepsItsParentAlive) {
     const int32_t subRemaining = VXSubImage::remainingCount();
     {
         auto sub = std::make_shared<VXSubImage>();
-        EXPECT_EQ(VXSubImage::remainingCount(), subRemaining + 1);
         ASSERT_TRUE(sub->initialize(parent, VXRect(1, 1, 2, 2)).isSuccess());
         parent.reset();
         EXPECT_EQ(pixel(*sub, 0, 0), 0xFF000101u);  // still readable: the view holds the parent
-        EXPECT_EQ(sub->getHandle(), nullptr);
-        EXPECT_EQ(sub->draw(nullptr, VXPoint()).code(), VXError::eNotInitialized);
     }
     EXPECT_EQ(VXImage::remainingCount(), remaining - 1);  // the view and the parent are gone
     EXPECT_EQ(VXSubImage::remainingCount(), subRemaining);
-
-    LogCapture log;
-    VXSubImage::dumpStats();
-    EXPECT_TRUE(log.contains("### VXSubImage Stats: total[" + std::to_string(VXSubImage::totalCount()) +
-                             "] remaining[" + std::to_string(subRemaining) + "] ###"));
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
-// The demo desktop as another process, captured through the stand-in: its windows show at
-// their places, the secret panel can be left out, and the demo ends when told to.
+// The demo desktop as another process, captured through the stand-in.
 #include "../../tools/demo-desktop/DemoLayout.h"
 #include "MagnifierFixture.h"
 
-#include <chrono>
-#include <cstdio>
+#include <memory>
 #include <string>
+
+#include "support/win32/ChildProcess.h"
 
 namespace {
 
@@ -28,81 +28,48 @@ const DemoWindow& demoWindow(const wchar_t* title) {
     return kDemoWindows[0];
 }
 
-std::wstring testFolder() {
-    wchar_t path[MAX_PATH];
-    std::wstring folder(path, GetModuleFileNameW(nullptr, path, MAX_PATH));
-    return folder.substr(0, folder.find_last_of(L"\\/") + 1);
-}
-
-bool fileExists(const std::wstring& path) {
-    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
 class DemoDesktop : public MagnifierTest {
 protected:
     void SetUp() override {
         MagnifierTest::SetUp();
         const std::wstring tag = std::to_wstring(GetCurrentProcessId());
-        readyFile_ = testFolder() + L"demo-ready-" + tag + L".txt";
+        readyFile_ = ChildProcess::besideTest(L"demo-ready-" + tag + L".txt");
         quitEventName_ = L"VistrelDemoQuit-" + tag;
         DeleteFileW(readyFile_.c_str());
         quitEvent_ = CreateEventW(nullptr, TRUE, FALSE, quitEventName_.c_str());
         ASSERT_NE(quitEvent_, nullptr);
     }
-
     void TearDown() override {
-        if (process_.hProcess != nullptr) {
-            SetEvent(quitEvent_);
-            if (WaitForSingleObject(process_.hProcess, kExitWaitMillis) != WAIT_OBJECT_0) {
-                TerminateProcess(process_.hProcess, 1);
-            }
-            CloseHandle(process_.hProcess);
-            CloseHandle(process_.hThread);
-        }
+        SetEvent(quitEvent_);
+        if (demo_)
+            demo_->wait(kExitWaitMillis);
+        demo_.reset();
         CloseHandle(quitEvent_);
         DeleteFileW(readyFile_.c_str());
         MagnifierTest::TearDown();
     }
-
-    bool start(const std::wstring& extra) {
-        std::wstring command = L"\"" + testFolder() + kDemoExecutable + L"\" /readyfile \"" + readyFile_ +
-                               L"\" /quitevent " + quitEventName_ + extra;
-        STARTUPINFOW startup = {};
-        startup.cb = sizeof(startup);
-        return CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                              &process_) != FALSE;
-    }
-
-    bool waitReady() {
-        for (DWORD waited = 0; waited < kReadyWaitMillis; waited += kPollMillis) {
-            if (fileExists(readyFile_)) {
+    // Starts the demo and waits until it has written its ready file.
+    bool startReady(const std::wstring& extra) {
+        demo_ = std::make_unique<ChildProcess>(
+            kDemoExecutable, L"/readyfile \"" + readyFile_ + L"\" /quitevent " + quitEventName_ + extra);
+        for (DWORD waited = 0; demo_->started() && waited < kReadyWaitMillis; waited += kPollMillis) {
+            if (GetFileAttributesW(readyFile_.c_str()) != INVALID_FILE_ATTRIBUTES)
                 return true;
-            }
-            if (WaitForSingleObject(process_.hProcess, kPollMillis) == WAIT_OBJECT_0) {
+            if (demo_->wait(kPollMillis) != ChildProcess::kNoExitCode)
                 return false;
-            }
             pumpMessages();
         }
         return false;
     }
 
-    DWORD waitExit() {
-        DWORD code = STILL_ACTIVE;
-        if (WaitForSingleObject(process_.hProcess, kExitWaitMillis) == WAIT_OBJECT_0) {
-            GetExitCodeProcess(process_.hProcess, &code);
-        }
-        return code;
-    }
-
     std::wstring readyFile_;
     std::wstring quitEventName_;
     HANDLE quitEvent_ = nullptr;
-    PROCESS_INFORMATION process_ = {};
+    std::unique_ptr<ChildProcess> demo_;
 };
 
 TEST_F(DemoDesktop, WindowsOfAnotherProcessAreCapturedAndTheSecretPanelCanBeLeftOut) {
-    ASSERT_TRUE(start(L" /timeout 60"));
-    ASSERT_TRUE(waitReady());
+    ASSERT_TRUE(startReady(L" /timeout 60"));
     HWND secret = FindWindowW(nullptr, kSecretPanelTitle);
     ASSERT_NE(secret, nullptr);
     ASSERT_NE(createControl(kScreen), nullptr);
@@ -113,38 +80,15 @@ TEST_F(DemoDesktop, WindowsOfAnotherProcessAreCapturedAndTheSecretPanelCanBeLeft
 
     HWND list[] = {secret};
     ASSERT_TRUE(mag.setWindowFilterList(control_, 0, 1, list));
-    const auto start = std::chrono::steady_clock::now();
     ASSERT_TRUE(render(kScreen));
-    std::printf("MagSetWindowSource 1920x1080, demo desktop windows of another process: %.1f ms\n",
-                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
     EXPECT_EQ(image().rgbAt(kUnderSecret.x, kUnderSecret.y), rgb(demoWindow(L"Inbox").color));
-}
-
-TEST_F(DemoDesktop, QuitEventEndsTheDemo) {
-    ASSERT_TRUE(start(L""));
-    ASSERT_TRUE(waitReady());
     SetEvent(quitEvent_);
-    EXPECT_EQ(waitExit(), 0u);
+    EXPECT_EQ(demo_->wait(kExitWaitMillis), 0u) << "the quit event ends the demo";
 }
 
 TEST_F(DemoDesktop, TimeoutEndsTheDemo) {
-    ASSERT_TRUE(start(L" /timeout 1"));
-    ASSERT_TRUE(waitReady());
-    EXPECT_EQ(waitExit(), 0u);
-}
-
-TEST_F(DemoDesktop, ClosingAWindowEndsTheDemo) {
-    ASSERT_TRUE(start(L""));
-    ASSERT_TRUE(waitReady());
-    HWND notes = FindWindowW(nullptr, L"Notes");
-    ASSERT_NE(notes, nullptr);
-    PostMessageW(notes, WM_CLOSE, 0, 0);
-    EXPECT_EQ(waitExit(), 0u);
-}
-
-TEST_F(DemoDesktop, UnknownSwitchIsRefused) {
-    ASSERT_TRUE(start(L" /bogus 1"));
-    EXPECT_EQ(waitExit(), 2u);
+    ASSERT_TRUE(startReady(L" /timeout 1"));
+    EXPECT_EQ(demo_->wait(kExitWaitMillis), 0u);
 }
 
 }  // namespace

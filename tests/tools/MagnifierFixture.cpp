@@ -3,6 +3,8 @@
 #include <string>
 #include <type_traits>
 
+#include "support/win32/ChildProcess.h"
+
 namespace {
 
 constexpr wchar_t kLibraryName[] = L"Magnification.dll";
@@ -10,36 +12,19 @@ constexpr wchar_t kSolidClass[] = L"VxSolidTestWindow";
 constexpr wchar_t kControlClass[] = L"Magnifier";
 constexpr DWORD kSolidExStyle = WS_EX_TOPMOST | WS_EX_TOOLWINDOW;
 
-std::wstring executableFolder() {
-    wchar_t path[MAX_PATH];
-    DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
-    std::wstring folder(path, length);
-    return folder.substr(0, folder.find_last_of(L"\\/") + 1);
-}
-
-void fillWithWindowColor(HWND window, HDC dc) {
+LRESULT CALLBACK solidProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message != WM_ERASEBKGND && message != WM_PAINT)
+        return DefWindowProcW(window, message, wParam, lParam);
+    PAINTSTRUCT paint;
+    HDC dc = message == WM_PAINT ? BeginPaint(window, &paint) : reinterpret_cast<HDC>(wParam);
     RECT client;
     GetClientRect(window, &client);
     HBRUSH brush = CreateSolidBrush(static_cast<COLORREF>(GetWindowLongPtrW(window, GWLP_USERDATA)));
     FillRect(dc, &client, brush);
     DeleteObject(brush);
-}
-
-LRESULT CALLBACK solidProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    switch (message) {
-        case WM_ERASEBKGND:
-            fillWithWindowColor(window, reinterpret_cast<HDC>(wParam));
-            return 1;
-        case WM_PAINT: {
-            PAINTSTRUCT paint;
-            HDC dc = BeginPaint(window, &paint);
-            fillWithWindowColor(window, dc);
-            EndPaint(window, &paint);
-            return 0;
-        }
-        default:
-            return DefWindowProcW(window, message, wParam, lParam);
-    }
+    if (message == WM_PAINT)
+        EndPaint(window, &paint);
+    return message == WM_PAINT ? 0 : 1;
 }
 
 void registerSolidClass() {
@@ -54,7 +39,7 @@ void registerSolidClass() {
 
 MagnifierLibrary load() {
     MagnifierLibrary lib;
-    lib.module = LoadLibraryW((executableFolder() + kLibraryName).c_str());
+    lib.module = LoadLibraryW(ChildProcess::besideTest(kLibraryName).c_str());
     if (lib.module == nullptr) {
         return lib;
     }
@@ -66,7 +51,6 @@ MagnifierLibrary load() {
     resolve(lib.uninitialize, "MagUninitialize");
     resolve(lib.setWindowSource, "MagSetWindowSource");
     resolve(lib.setWindowFilterList, "MagSetWindowFilterList");
-    resolve(lib.setImageScalingCallback, "MagSetImageScalingCallback");
     registerSolidClass();
     return lib;
 }
@@ -80,7 +64,7 @@ const MagnifierLibrary& MagnifierLibrary::get() {
 
 bool MagnifierLibrary::complete() const {
     return module != nullptr && initialize != nullptr && uninitialize != nullptr &&
-           setWindowSource != nullptr && setWindowFilterList != nullptr && setImageScalingCallback != nullptr;
+           setWindowSource != nullptr && setWindowFilterList != nullptr;
 }
 
 void pumpMessages() {
@@ -112,22 +96,17 @@ void MagnifierTest::TearDown() {
     StretchRectRecorder::reset(0);
 }
 
-HWND MagnifierTest::createControl(const RECT& hostBounds, DWORD controlStyle, COLORREF* hostColor) {
+HWND MagnifierTest::createControl(const RECT& hostBounds) {
     const int width = hostBounds.right - hostBounds.left;
     const int height = hostBounds.bottom - hostBounds.top;
-    const DWORD hostStyle = WS_POPUP | (hostColor != nullptr ? WS_VISIBLE : 0);
     host_ =
-        CreateWindowExW(kSolidExStyle, kSolidClass, L"magnifier host", hostStyle, hostBounds.left,
+        CreateWindowExW(kSolidExStyle, kSolidClass, L"magnifier host", WS_POPUP, hostBounds.left,
                         hostBounds.top, width, height, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
     if (host_ == nullptr) {
         return nullptr;
     }
-    if (hostColor != nullptr) {
-        SetWindowLongPtrW(host_, GWLP_USERDATA, static_cast<LONG_PTR>(*hostColor));
-        InvalidateRect(host_, nullptr, TRUE);
-    }
-    control_ = CreateWindowExW(0, kControlClass, L"", WS_CHILD | WS_VISIBLE | controlStyle, 0, 0, width,
-                               height, host_, nullptr, GetModuleHandleW(nullptr), nullptr);
+    control_ = CreateWindowExW(0, kControlClass, L"", WS_CHILD | WS_VISIBLE, 0, 0, width, height, host_,
+                               nullptr, GetModuleHandleW(nullptr), nullptr);
     pumpMessages();
     return control_;
 }

@@ -13,14 +13,12 @@ struct MagnifierLibrary {
     using InitializeFn = BOOL(WINAPI*)();
     using SetSourceFn = BOOL(WINAPI*)(HWND, RECT);
     using SetFilterListFn = BOOL(WINAPI*)(HWND, DWORD, int, HWND*);
-    using SetScalingCallbackFn = BOOL(WINAPI*)(HWND, void*);
 
     HMODULE module = nullptr;
     InitializeFn initialize = nullptr;
     InitializeFn uninitialize = nullptr;
     SetSourceFn setWindowSource = nullptr;
     SetFilterListFn setWindowFilterList = nullptr;
-    SetScalingCallbackFn setImageScalingCallback = nullptr;
 
     // Loaded once per process, from the folder of the test executable.
     static const MagnifierLibrary& get();
@@ -31,14 +29,12 @@ class MagnifierTest : public ::testing::Test {
 protected:
     static constexpr COLORREF kRed = RGB(220, 20, 20);
     static constexpr COLORREF kGreen = RGB(20, 200, 40);
-    static constexpr COLORREF kMagenta = RGB(230, 0, 230);
 
     void SetUp() override;
     void TearDown() override;
 
-    // A host popup at `hostBounds` (hidden unless `hostColor` is given) with a control
-    // filling it; `controlStyle` adds to WS_CHILD | WS_VISIBLE.
-    HWND createControl(const RECT& hostBounds, DWORD controlStyle = 0, COLORREF* hostColor = nullptr);
+    // A hidden host popup at `hostBounds` with a magnifier control filling it.
+    HWND createControl(const RECT& hostBounds);
     // A visible, topmost, borderless window painted in `color`, above those made before it.
     HWND createSolidWindow(const RECT& bounds, COLORREF color);
 

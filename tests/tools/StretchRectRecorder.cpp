@@ -6,7 +6,6 @@ namespace {
 
 // IDirect3DDevice9 method order: StretchRect is the 35th entry of the vtable.
 constexpr size_t kStretchRectSlot = 34;
-constexpr wchar_t kDummyWindowClass[] = L"VxRecorderDeviceWindow";
 constexpr UINT kDummyBackBufferSize = 16;
 
 using StretchRectFn = HRESULT(STDMETHODCALLTYPE*)(IDirect3DDevice9*, IDirect3DSurface9*, const RECT*,
@@ -57,32 +56,6 @@ HRESULT STDMETHODCALLTYPE recordingStretchRect(IDirect3DDevice9* device, IDirect
     return originalStretchRect(device, source, sourceRect, dest, destRect, filter);
 }
 
-// A device of our own, made only to find the vtable all devices of d3d9.dll share.
-IDirect3DDevice9* createDummyDevice(IDirect3D9* d3d, HWND window) {
-    D3DPRESENT_PARAMETERS params = {};
-    params.BackBufferWidth = kDummyBackBufferSize;
-    params.BackBufferHeight = kDummyBackBufferSize;
-    params.SwapEffect = D3DSWAPEFFECT_DISCARD;
-    params.hDeviceWindow = window;
-    params.Windowed = TRUE;
-    IDirect3DDevice9* device = nullptr;
-    d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, window, D3DCREATE_SOFTWARE_VERTEXPROCESSING,
-                      &params, &device);
-    return device;
-}
-
-bool patchSlot(void** vtable) {
-    DWORD oldProtection = 0;
-    if (!VirtualProtect(&vtable[kStretchRectSlot], sizeof(void*), PAGE_READWRITE, &oldProtection)) {
-        return false;
-    }
-    originalStretchRect = reinterpret_cast<StretchRectFn>(vtable[kStretchRectSlot]);
-    vtable[kStretchRectSlot] = reinterpret_cast<void*>(&recordingStretchRect);
-    VirtualProtect(&vtable[kStretchRectSlot], sizeof(void*), oldProtection, &oldProtection);
-    FlushInstructionCache(GetCurrentProcess(), nullptr, 0);
-    return true;
-}
-
 }  // namespace
 
 uint32_t Readback::rgbAt(int x, int y) const {
@@ -105,26 +78,35 @@ bool StretchRectRecorder::install() {
     if (originalStretchRect != nullptr) {
         return true;
     }
-    WNDCLASSEXW windowClass = {};
-    windowClass.cbSize = sizeof(windowClass);
-    windowClass.lpfnWndProc = DefWindowProcW;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.lpszClassName = kDummyWindowClass;
-    RegisterClassExW(&windowClass);
-    HWND window = CreateWindowExW(0, kDummyWindowClass, L"", WS_POPUP, 0, 0, kDummyBackBufferSize,
-                                  kDummyBackBufferSize, nullptr, nullptr, windowClass.hInstance, nullptr);
+    // A device of our own, made only to find the vtable all devices of d3d9.dll share.
+    HWND window = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, kDummyBackBufferSize,
+                                  kDummyBackBufferSize, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
     IDirect3D9* d3d = Direct3DCreate9(D3D_SDK_VERSION);
-    IDirect3DDevice9* device = d3d != nullptr ? createDummyDevice(d3d, window) : nullptr;
-    bool patched = false;
-    if (device != nullptr) {
-        patched = patchSlot(*reinterpret_cast<void***>(device));
-        device->Release();
-    }
+    D3DPRESENT_PARAMETERS params = {};
+    params.BackBufferWidth = kDummyBackBufferSize;
+    params.BackBufferHeight = kDummyBackBufferSize;
+    params.SwapEffect = D3DSWAPEFFECT_DISCARD;
+    params.hDeviceWindow = window;
+    params.Windowed = TRUE;
+    IDirect3DDevice9* device = nullptr;
     if (d3d != nullptr) {
+        d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, window, D3DCREATE_SOFTWARE_VERTEXPROCESSING,
+                          &params, &device);
         d3d->Release();
     }
+    DWORD oldProtection = 0;
+    void** vtable = device != nullptr ? *reinterpret_cast<void***>(device) : nullptr;
+    if (vtable != nullptr &&
+        VirtualProtect(&vtable[kStretchRectSlot], sizeof(void*), PAGE_READWRITE, &oldProtection)) {
+        originalStretchRect = reinterpret_cast<StretchRectFn>(vtable[kStretchRectSlot]);
+        vtable[kStretchRectSlot] = reinterpret_cast<void*>(&recordingStretchRect);
+        VirtualProtect(&vtable[kStretchRectSlot], sizeof(void*), oldProtection, &oldProtection);
+    }
+    if (device != nullptr) {
+        device->Release();
+    }
     DestroyWindow(window);
-    return patched;
+    return originalStretchRect != nullptr;
 }
 
 void StretchRectRecorder::reset(int perCall) {
