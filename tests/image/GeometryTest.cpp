@@ -6,12 +6,6 @@
 
 namespace {
 
-TEST(VXGeometry, TextFormsHaveNoBlanks) {
-    EXPECT_EQ(utf8(VXRect(-5, 7, -1, 20).toString()), "[-5,7,-1,20]");
-    EXPECT_EQ(utf8(VXSize(1920, 1080).toString()), "[1920,1080]");
-    EXPECT_EQ(utf8(VXPoint(-3, 12).toString()), "[-3,12]");
-}
-
 TEST(VXGeometry, SwappedRectangleHasPositiveExtentButIsEmptyAndEnclosingCountsEqualEdges) {
     const VXRect swapped(100, 50, 10, 20);
     EXPECT_EQ(swapped.getSize(), VXSize(90, 30));

@@ -59,10 +59,6 @@ inline uint16_t get16(const VXImage& image, int32_t x, int32_t y) {
     return value;
 }
 
-inline void set16(VXImage& image, int32_t x, int32_t y, uint16_t value) {
-    std::memcpy(at(image, x, y), &value, 2);
-}
-
 inline bool contains(const VXResult& result, const char* text) {
     return result.message().toUtf8().find(text) != std::string::npos;
 }

@@ -27,24 +27,6 @@ TEST(VXImageUtilsCreate, DimensionsUpTo65536AreAcceptedAndOneMoreIsNot) {
     }
 }
 
-TEST(VXImageUtilsCreate, DepthAndColorInfoMustAgreeAndAMissingOneIsMade) {
-    std::shared_ptr<VXImage> image;
-    EXPECT_TRUE(contains(VXImageUtils::createImage(VXSize(4, 4), 15, nullptr, image),
-                         "-- unsupported image bpp [15]"));
-    auto sixteen = std::make_shared<VXColorInfo>();
-    ASSERT_TRUE(sixteen->initialize(16).isSuccess());
-    const VXResult r = VXImageUtils::createImage(VXSize(4, 4), 32, sixteen, image);
-    EXPECT_EQ(r.code(), VXError::eBadFormat);
-    EXPECT_TRUE(contains(r, "VXImageUtils::createImage() -- VXColorInfo bit depth doesnt match[16 vs 32]"));
-    EXPECT_EQ(image, nullptr);
-
-    ASSERT_TRUE(VXImageUtils::createImage(VXSize(3, 2), 16, sixteen, image).isSuccess());
-    EXPECT_EQ(image->getColorInfo(), sixteen);  // shared, not copied
-    ASSERT_TRUE(VXImageUtils::createImage(VXSize(5, 3), 16, nullptr, image).isSuccess());
-    EXPECT_EQ(image->getColorInfo()->getRedMask(), 0xF800u);  // made for the depth when missing
-    EXPECT_EQ(image->getAllocatedBytes(), 12 * 3);
-}
-
 TEST(VXImageUtilsCopy, OverlappingRectsOfOneImageAndPaddedRowsCopyExactly) {
     // Shift a 24-bit image (padded rows) right by one pixel within itself.
     const auto image = makeImage(5, 3, 24);
@@ -56,6 +38,21 @@ TEST(VXImageUtilsCopy, OverlappingRectsOfOneImageAndPaddedRowsCopyExactly) {
         EXPECT_EQ(std::memcmp(imagetest::at(*image, 1, y), imagetest::at(*before, 0, y), 12), 0) << y;
         EXPECT_EQ(std::memcmp(imagetest::at(*image, 0, y), imagetest::at(*before, 0, y), 3), 0) << y;
         EXPECT_EQ(imagetest::at(*image, 0, y)[15], imagetest::at(*before, 0, y)[15]) << "padding, row " << y;
+    }
+}
+
+TEST(VXImageUtilsCopy, EmptySourceRectCopiesTheWholeSource) {
+    const auto src = makeImage(3, 2, 32);
+    imagetest::fillRandom(*src, 11);
+    const auto dst = makeImage(5, 4, 32);
+    imagetest::fillBytes(*dst, 0);
+    ASSERT_TRUE(VXImageUtils::copy(dst, VXRect(1, 1, 5, 4), src, VXRect()).isSuccess());
+    for (int32_t y = 0; y < 4; ++y) {
+        for (int32_t x = 0; x < 5; ++x) {
+            const bool inside = x >= 1 && x < 4 && y >= 1 && y < 3;
+            EXPECT_EQ(imagetest::get32(*dst, x, y), inside ? imagetest::get32(*src, x - 1, y - 1) : 0u)
+                << x << "," << y;
+        }
     }
 }
 

