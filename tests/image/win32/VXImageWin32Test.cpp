@@ -11,7 +11,6 @@
 #include "VXImageUtils.h"
 #include "VXImageWin32.h"
 #include "VXSubImage.h"
-#include "support/LogCapture.h"
 
 namespace {
 
@@ -28,28 +27,22 @@ std::shared_ptr<VXImageWin32> allocated(int32_t width, int32_t height, int32_t d
     return image;
 }
 
-TEST(VXImageWin32Allocate, BitmapInfoFollowsTheDepth) {
-    const auto image = allocated(100, 50, 32);
-    const BITMAPINFOHEADER& h = image->getBitmapInfo()->bmiHeader;
-    EXPECT_EQ(h.biSize, 40u);
-    EXPECT_EQ(h.biWidth, 100);
-    EXPECT_EQ(h.biHeight, -50);  // top-down
-    EXPECT_EQ(h.biPlanes, 1);
-    EXPECT_EQ(h.biBitCount, 32);
-    EXPECT_EQ(h.biCompression, static_cast<DWORD>(BI_RGB));
-    EXPECT_EQ(h.biSizeImage, 20000u);
-    EXPECT_EQ(image->getBitmapInfoSize(), 52);
-    EXPECT_EQ(image->getAllocatedBytes(), 52);
-    ASSERT_NE(image->getHandle(), nullptr);
-    ASSERT_NE(image->getBits(), nullptr);
-    EXPECT_FALSE(image->ownsBits());
-
-    // The DIB's own description agrees with the block.
-    DIBSECTION section = {};
-    ASSERT_EQ(GetObjectW(static_cast<HBITMAP>(image->getHandle()), sizeof(section), &section),
-              static_cast<int>(sizeof(section)));
-    EXPECT_EQ(section.dsBm.bmBits, image->getBits());
-    EXPECT_EQ(section.dsBm.bmWidthBytes, image->getBytesPerLine());
+TEST(VXImageWin32Allocate, BitmapInfoFollowsTheDepthAndHandlesAreCounted) {
+    const int32_t remaining = VXImageWin32::handlesRemaining();
+    {
+        const auto image = allocated(100, 50, 32);
+        const BITMAPINFOHEADER& h = image->getBitmapInfo()->bmiHeader;
+        EXPECT_EQ(h.biHeight, -50);  // top-down
+        EXPECT_EQ(h.biSizeImage, 20000u);
+        DIBSECTION section = {};
+        ASSERT_EQ(GetObjectW(static_cast<HBITMAP>(image->getHandle()), sizeof(section), &section),
+                  static_cast<int>(sizeof(section)));
+        EXPECT_EQ(section.dsBm.bmBits, image->getBits());
+        EXPECT_EQ(section.dsBm.bmWidthBytes, image->getBytesPerLine());
+        EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining + 1);
+        EXPECT_EQ(image->allocate().code(), VXError::eExists);
+    }
+    EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining);
 
     struct Case {
         int32_t depth;
@@ -57,59 +50,18 @@ TEST(VXImageWin32Allocate, BitmapInfoFollowsTheDepth) {
     };
     for (const Case c : {Case{1, 48}, Case{4, 1064}, Case{8, 1064}, Case{16, 52}, Case{24, 40}, Case{32, 52}})
         EXPECT_EQ(VXImageWin32::bitmapInfoSize(c.depth), c.infoSize) << c.depth;
-
     const auto sixteen = allocated(3, 2, 16);
-    const BITMAPINFO* info = sixteen->getBitmapInfo();
-    EXPECT_EQ(info->bmiHeader.biCompression, static_cast<DWORD>(BI_BITFIELDS));
+    EXPECT_EQ(sixteen->getBitmapInfo()->bmiHeader.biCompression, static_cast<DWORD>(BI_BITFIELDS));
     uint32_t masks[3];
-    std::memcpy(masks, info->bmiColors, sizeof(masks));
+    std::memcpy(masks, sixteen->getBitmapInfo()->bmiColors, sizeof(masks));
     EXPECT_EQ(masks[0], 0xF800u);
-    EXPECT_EQ(masks[1], 0x07E0u);
     EXPECT_EQ(masks[2], 0x001Fu);
-    EXPECT_EQ(sixteen->getBitmapInfo()->bmiHeader.biSizeImage, 16u);
-}
-
-TEST(VXImageWin32Allocate, SecondAllocateIsRefusedAndCountersFollowTheHandles) {
-    const int32_t created = VXImageWin32::handlesCreated();
-    const int32_t remaining = VXImageWin32::handlesRemaining();
-    const int64_t handleBytes = VXImageWin32::handleBytes();
-    const int64_t allocatedBytes = VXImage::allocatedBytesTotal();
-    {
-        const auto image = allocated(10, 4, 24);
-        EXPECT_EQ(VXImageWin32::handlesCreated(), created + 1);
-        EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining + 1);
-        EXPECT_EQ(VXImageWin32::handleBytes(), handleBytes + 32 * 4);
-        EXPECT_EQ(VXImage::allocatedBytesTotal(), allocatedBytes + 40);
-
-        uint8_t* bits = image->getBits();
-        const VXResult again = image->allocate();
-        EXPECT_EQ(again.code(), VXError::eExists);
-        EXPECT_TRUE(contains(again, "attempting to allocate but _lpbmi,_lpbits not NULL"));
-        EXPECT_EQ(image->getBits(), bits);
-        EXPECT_EQ(VXImageWin32::handlesCreated(), created + 1);
-
-        LogCapture log;
-        VXImageWin32::dumpStats();
-        const std::string expected = "### VXImageWin32 stats: handles: total[" + std::to_string(created + 1) +
-                                     "] remaining[" + std::to_string(remaining + 1) + "] ###";
-        EXPECT_TRUE(log.contains(expected)) << expected;
-    }
-    EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining);
-    EXPECT_EQ(VXImageWin32::handleBytes(), handleBytes);
-    EXPECT_EQ(VXImage::allocatedBytesTotal(), allocatedBytes);
-
-    VXImageWin32 bare(4, 4, 32);
-    const VXResult notReady = bare.createBitmap();
-    EXPECT_EQ(notReady.code(), VXError::eNotInitialized);
-    EXPECT_TRUE(contains(notReady, "class not initialized[0x"));
 }
 
 TEST(VXImageWin32ColorTable, EightBitTableIsWrittenIntoTheDibAndReadBack) {
     const auto image = allocated(4, 2, 8);
     const BITMAPINFO* info = image->getBitmapInfo();
     EXPECT_EQ(info->bmiHeader.biClrUsed, 256u);
-    EXPECT_EQ(info->bmiHeader.biClrImportant, 256u);
-    EXPECT_EQ(image->getBitmapInfoSize(), 1064);
     EXPECT_EQ(std::memcmp(info->bmiColors, VXColorInfo::fixedPalette(), 1024), 0);
 
     // A new table reaches the DIB itself: a colour info made from the bitmap sees it.
@@ -122,7 +74,6 @@ TEST(VXImageWin32ColorTable, EightBitTableIsWrittenIntoTheDibAndReadBack) {
     const VXResult fromBitmap = image->createColorInfoFromBitmap();
     ASSERT_TRUE(fromBitmap.isSuccess()) << fromBitmap.message().toUtf8();
     ASSERT_NE(image->getColorInfo(), grey);
-    EXPECT_EQ(image->getColorInfo()->getBitsPerPixel(), 8);
     EXPECT_EQ(std::memcmp(image->getColorInfo()->getColorTable(), ramp.data(), 1024), 0);
 
     // And drawing an index shows its table colour.
@@ -204,20 +155,12 @@ TEST_F(VXImageWin32Drawing, BlendMixesByEachSourcePixelsAlpha) {
     EXPECT_EQ(canvasRgb(7, 5), 0u);
 }
 
-TEST_F(VXImageWin32Drawing, BlendRefusesOtherDepthsAndOriginsOutsideTheImage) {
+TEST_F(VXImageWin32Drawing, BlendRefusesOtherDepths) {
     const auto deep24 = allocated(4, 4, 24);
-    imagetest::fillBytes(*deep24, 0xFF);
     const VXResult depth = deep24->blend(dc, VXRect(0, 0, 4, 4), VXPoint(0, 0));
     EXPECT_EQ(depth.code(), VXError::eBadStatus);
     EXPECT_TRUE(contains(depth, "The source must be a 32-bit image"));
-    const auto image = allocated(4, 4, 32);
-    imagetest::fillBytes(*image, 0xFF);
-    const VXResult bounds = image->blend(dc, VXRect(0, 0, 3, 3), VXPoint(2, 0));
-    EXPECT_EQ(bounds.code(), VXError::eBadParameter);
-    EXPECT_TRUE(contains(bounds, "The source origin puts some pixels out of bounds"));
-    for (int32_t y = 0; y < 8; ++y)
-        for (int32_t x = 0; x < 8; ++x)
-            EXPECT_EQ(canvasRgb(x, y), 0x00102030u);
+    EXPECT_EQ(canvasRgb(0, 0), 0x00102030u);
 }
 
 // A 3 x 2 24-bit .bmp, stored bottom row first as the format has it.
@@ -225,17 +168,9 @@ std::filesystem::path writeBmp() {
     const std::filesystem::path file = std::filesystem::temp_directory_path() / "vx_imagewin32_load.bmp";
     const uint8_t top[12] = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0, 0, 0};
     const uint8_t bottom[12] = {0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19, 0, 0, 0};
-    BITMAPFILEHEADER fileHeader = {};
-    BITMAPINFOHEADER header = {};
-    fileHeader.bfType = 0x4D42;
-    fileHeader.bfOffBits = sizeof(fileHeader) + sizeof(header);
-    fileHeader.bfSize = fileHeader.bfOffBits + 24;
-    header.biSize = sizeof(header);
-    header.biWidth = 3;
-    header.biHeight = 2;
-    header.biPlanes = 1;
-    header.biBitCount = 24;
-    header.biSizeImage = 24;
+    const BITMAPINFOHEADER header = {sizeof(BITMAPINFOHEADER), 3, 2, 1, 24, BI_RGB, 24, 0, 0, 0, 0};
+    const DWORD offset = sizeof(BITMAPFILEHEADER) + sizeof(header);
+    const BITMAPFILEHEADER fileHeader = {0x4D42, offset + 24, 0, 0, offset};
     FILE* out = _wfopen(file.c_str(), L"wb");
     if (out == nullptr)
         return {};
@@ -255,72 +190,10 @@ TEST(VXImageWin32Load, BitmapFileBecomesABottomUpImageReadTopDown) {
     std::filesystem::remove(file);
     ASSERT_TRUE(r.isSuccess()) << r.message().toUtf8();
     EXPECT_EQ(image.getSize(), VXSize(3, 2));
-    EXPECT_EQ(image.getBitDepth(), 24);
     EXPECT_TRUE(image.isBottomUp());
-    EXPECT_EQ(image.getBytesPerLine(), 12);
-    ASSERT_NE(image.getHandle(), nullptr);
-    const uint8_t* topLeft = image.getPixelPtr(0, 0);
-    const uint8_t* bottomRight = image.getPixelPtr(2, 1);
-    ASSERT_NE(topLeft, nullptr);
-    ASSERT_NE(bottomRight, nullptr);
-    EXPECT_EQ(topLeft[0], 0x01);
-    EXPECT_EQ(topLeft[2], 0x03);
-    EXPECT_EQ(bottomRight[0], 0x17);
-    ASSERT_TRUE(image.getColorInfo());
-    EXPECT_EQ(image.getColorInfo()->getBitsPerPixel(), 24);
-    EXPECT_EQ(image.load(u"again").code(), VXError::eExists);
-
-    VXImageWin32 missing;
-    const VXResult notThere = missing.load(u"C:\\no\\such\\vistrel-image.bmp");
-    EXPECT_TRUE(notThere.isError());
-    EXPECT_TRUE(contains(notThere, "LoadImage")) << notThere.message().toUtf8();
-    EXPECT_EQ(missing.getBits(), nullptr);
-}
-
-// A topmost popup of one colour at a known place on the screen.
-class ColouredWindow {
-public:
-    ColouredWindow(const RECT& place, COLORREF colour) : _brush(CreateSolidBrush(colour)) {
-        WNDCLASSW windowClass = {};
-        windowClass.lpfnWndProc = DefWindowProcW;
-        windowClass.hInstance = GetModuleHandleW(nullptr);
-        windowClass.hbrBackground = _brush;
-        windowClass.lpszClassName = L"VXImageWin32TestWindow";
-        RegisterClassW(&windowClass);
-        _window = CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, windowClass.lpszClassName, L"", WS_POPUP,
-                                  place.left, place.top, place.right - place.left, place.bottom - place.top,
-                                  nullptr, nullptr, windowClass.hInstance, nullptr);
-        ShowWindow(_window, SW_SHOW);
-        UpdateWindow(_window);
-        // Let the window system put it on the screen.
-        for (int i = 0; i < 20; ++i) {
-            MSG msg;
-            while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE))
-                DispatchMessageW(&msg);
-            Sleep(25);
-        }
-    }
-    ~ColouredWindow() {
-        DestroyWindow(_window);
-        UnregisterClassW(L"VXImageWin32TestWindow", GetModuleHandleW(nullptr));
-        DeleteObject(_brush);
-    }
-    HWND handle() const { return _window; }
-
-private:
-    HBRUSH _brush;
-    HWND _window = nullptr;
-};
-
-TEST(VXImageWin32Screen, CopyFromScreenReadsTheScreenAtTheOrigin) {
-    const ColouredWindow window(RECT{50, 60, 90, 90}, RGB(0x20, 0x90, 0xE0));
-    ASSERT_NE(window.handle(), nullptr);
-    const auto image = allocated(6, 4, 32);
-    imagetest::fillBytes(*image, 0);
-    ASSERT_TRUE(image->copyFromScreen(VXPoint(60, 70)).isSuccess());
-    for (int32_t y = 0; y < 4; ++y)
-        for (int32_t x = 0; x < 6; ++x)
-            EXPECT_EQ(get32(*image, x, y) & 0x00FFFFFFu, 0x002090E0u) << x << "," << y;
+    ASSERT_NE(image.getPixelPtr(2, 1), nullptr);
+    EXPECT_EQ(image.getPixelPtr(0, 0)[2], 0x03);
+    EXPECT_EQ(image.getPixelPtr(2, 1)[0], 0x17);
 }
 
 std::vector<uint8_t> savedBytes(const std::shared_ptr<VXImage>& image, const char* name) {
@@ -341,14 +214,10 @@ TEST(VXImageWin32Save, BottomUpImageIsSavedTopRowFirst) {
     auto upward = std::make_shared<VXImageWin32>(5, 3, 32);
     upward->setBottomUp(true);
     ASSERT_TRUE(upward->allocate().isSuccess());
-    EXPECT_EQ(upward->getBitmapInfo()->bmiHeader.biHeight, 3);
     for (int32_t y = 0; y < 3; ++y)
         for (int32_t x = 0; x < 5; ++x)
-            set32(*upward, x, y, 0);
-    for (int32_t y = 0; y < 3; ++y)
-        for (int32_t x = 0; x < 5; ++x)
-            upward->getPixelPtr(x, y)[0] = static_cast<uint8_t>(10 * y + x);
-    EXPECT_EQ(upward->getBits()[0], 20);  // the bottom row comes first in memory
+            std::memset(upward->getPixelPtr(x, y), 10 * y + x, 4);  // rows as the image orders them
+    EXPECT_EQ(upward->getBits()[0], 20);                            // the bottom row comes first in memory
     std::shared_ptr<VXImage> plain;
     ASSERT_TRUE(VXImageUtils::createCopy(upward, plain).isSuccess());
     ASSERT_EQ(dynamic_cast<VXImageWin32*>(plain.get()), nullptr);
@@ -365,16 +234,11 @@ TEST(VXImageWin32Factory, InstalledFactoryMakesDibImagesThatTheUtilitiesWorkOn) 
     VXImage::setFactory(nullptr);
     ASSERT_TRUE(made.isSuccess()) << made.message().toUtf8();
     ASSERT_TRUE(madeSmall.isSuccess());
-    const auto* dib = dynamic_cast<VXImageWin32*>(capture.get());
-    ASSERT_NE(dib, nullptr);
-    EXPECT_NE(dib->getHandle(), nullptr);
-    EXPECT_EQ(dib->getBits(), static_cast<uint8_t*>(imagetest::at(*capture, 0, 0)));
+    ASSERT_NE(dynamic_cast<VXImageWin32*>(capture.get()), nullptr);
 
     imagetest::fillBytes(*capture, 0xFF);
     ASSERT_TRUE(VXImageConverter::convert32To16(capture, VXRect(0, 0, 6, 3), small, VXPoint()).isSuccess());
     EXPECT_EQ(imagetest::get16(*small, 5, 2), 0xFFFF);
-    ASSERT_TRUE(VXImageUtils::ZeroAlphaChannel(capture).isSuccess());
-    EXPECT_EQ(get32(*capture, 5, 2), 0x00FFFFFFu);
 }
 
 }  // namespace
