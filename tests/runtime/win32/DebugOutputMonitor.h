@@ -1,6 +1,5 @@
-// Test helper: receives the debug output of other processes the way a log viewer does,
-// through the system's shared debug-output buffer, without attaching a debugger (under a
-// debugger the unhandled-exception filter is never called).
+// Reads other processes' debug output through the shared buffer, as a log viewer does: under
+// a debugger the unhandled-exception filter would never be called.
 #pragma once
 
 #include <windows.h>
@@ -41,7 +40,6 @@ public:
     DebugOutputMonitor(const DebugOutputMonitor&) = delete;
     DebugOutputMonitor& operator=(const DebugOutputMonitor&) = delete;
 
-    // False when the shared buffer could not be made or another monitor owns it.
     bool ok() const { return _ok; }
     std::string textOf(DWORD processId) const {
         std::lock_guard<std::mutex> guard(_lock);

@@ -1,6 +1,7 @@
-// Test helpers for reading log lines: the message part, searching and counting.
 #pragma once
 
+#include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -41,10 +42,8 @@ inline int countLines(const std::vector<std::string>& lines, const std::string& 
 
 // "%016llX" of an address, as the log prints pointers.
 inline std::string hex16(const void* p) {
-    static const char digits[] = "0123456789ABCDEF";
-    auto value = static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(p));
-    std::string text(16, '0');
-    for (int i = 15; i >= 0; --i, value >>= 4)
-        text[i] = digits[value & 15];
+    char text[20];
+    std::snprintf(text, sizeof(text), "%016llX",
+                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(p)));
     return text;
 }
