@@ -4,26 +4,11 @@
 
 #include "HookD3D.h"
 #include "MagnificationDll.h"
+#include "support/win32/SolidWindow.h"
 
 namespace {
 
 constexpr wchar_t kSolidClass[] = L"VxCaptureTestSolidWindow";
-
-LRESULT CALLBACK solidProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (message == WM_ERASEBKGND || message == WM_PAINT) {
-        PAINTSTRUCT paint;
-        HDC dc = message == WM_PAINT ? BeginPaint(window, &paint) : reinterpret_cast<HDC>(wParam);
-        RECT client;
-        GetClientRect(window, &client);
-        HBRUSH brush = CreateSolidBrush(static_cast<COLORREF>(GetWindowLongPtrW(window, GWLP_USERDATA)));
-        FillRect(dc, &client, brush);
-        DeleteObject(brush);
-        if (message == WM_PAINT)
-            EndPaint(window, &paint);
-        return message == WM_PAINT ? 0 : 1;
-    }
-    return DefWindowProcW(window, message, wParam, lParam);
-}
 
 }  // namespace
 
@@ -40,12 +25,7 @@ std::string text(const VXResult& result) {
 }
 
 void ScreenFixture::SetUp() {
-    WNDCLASSW windowClass = {};
-    windowClass.lpfnWndProc = solidProc;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    windowClass.lpszClassName = kSolidClass;
-    RegisterClassW(&windowClass);
+    testsupport::registerSolidWindowClass(kSolidClass);
     ASSERT_NE(getMagnificationDll(), nullptr) << "Magnification.dll missing beside the test";
     ASSERT_EQ(initMagnification(false).code(), VXError::eNoError);
 }

@@ -1,37 +1,13 @@
 #include "E2ESupport.h"
 
+#include "support/win32/SolidWindow.h"
+
 namespace e2e {
 
 namespace {
 
 constexpr wchar_t kWindowClass[] = L"VistrelE2ESolidWindow";
 constexpr DWORD kReadyTimeoutMs = 10000;
-
-void fillClient(HWND window, HDC dc) {
-    RECT client;
-    GetClientRect(window, &client);
-    HBRUSH brush = CreateSolidBrush(static_cast<COLORREF>(GetWindowLongPtrW(window, GWLP_USERDATA)));
-    FillRect(dc, &client, brush);
-    DeleteObject(brush);
-}
-
-LRESULT CALLBACK solidWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (message == WM_PAINT) {
-        PAINTSTRUCT paint;
-        HDC dc = BeginPaint(window, &paint);
-        fillClient(window, dc);
-        EndPaint(window, &paint);
-        return 0;
-    }
-    // The magnifier stand-in prints windows rather than reading the screen.
-    if (message == WM_PRINTCLIENT) {
-        fillClient(window, reinterpret_cast<HDC>(wParam));
-        return 0;
-    }
-    if (message == WM_ERASEBKGND)
-        return 1;
-    return DefWindowProcW(window, message, wParam, lParam);
-}
 
 }  // namespace
 
@@ -85,11 +61,7 @@ WindowThread::~WindowThread() {
 
 void WindowThread::run_() {
     _threadId = GetCurrentThreadId();
-    WNDCLASSW wc{};
-    wc.lpfnWndProc = solidWindowProc;
-    wc.hInstance = GetModuleHandleW(nullptr);
-    wc.lpszClassName = kWindowClass;
-    RegisterClassW(&wc);  // a second registration by a later test fails harmlessly
+    testsupport::registerSolidWindowClass(kWindowClass);
     for (size_t i = 0; i < _windows.size(); ++i) {
         const SolidWindow& w = _windows[i];
         HWND h = CreateWindowExW(WS_EX_TOPMOST, kWindowClass, w.title, WS_POPUP, w.rect.left, w.rect.top,

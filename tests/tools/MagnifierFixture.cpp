@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "support/win32/ChildProcess.h"
+#include "support/win32/SolidWindow.h"
 
 namespace {
 
@@ -11,31 +12,6 @@ constexpr wchar_t kLibraryName[] = L"Magnification.dll";
 constexpr wchar_t kSolidClass[] = L"VxSolidTestWindow";
 constexpr wchar_t kControlClass[] = L"Magnifier";
 constexpr DWORD kSolidExStyle = WS_EX_TOPMOST | WS_EX_TOOLWINDOW;
-
-LRESULT CALLBACK solidProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (message != WM_ERASEBKGND && message != WM_PAINT)
-        return DefWindowProcW(window, message, wParam, lParam);
-    PAINTSTRUCT paint;
-    HDC dc = message == WM_PAINT ? BeginPaint(window, &paint) : reinterpret_cast<HDC>(wParam);
-    RECT client;
-    GetClientRect(window, &client);
-    HBRUSH brush = CreateSolidBrush(static_cast<COLORREF>(GetWindowLongPtrW(window, GWLP_USERDATA)));
-    FillRect(dc, &client, brush);
-    DeleteObject(brush);
-    if (message == WM_PAINT)
-        EndPaint(window, &paint);
-    return message == WM_PAINT ? 0 : 1;
-}
-
-void registerSolidClass() {
-    WNDCLASSEXW windowClass = {};
-    windowClass.cbSize = sizeof(windowClass);
-    windowClass.lpfnWndProc = solidProc;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    windowClass.lpszClassName = kSolidClass;
-    RegisterClassExW(&windowClass);
-}
 
 MagnifierLibrary load() {
     MagnifierLibrary lib;
@@ -51,7 +27,7 @@ MagnifierLibrary load() {
     resolve(lib.uninitialize, "MagUninitialize");
     resolve(lib.setWindowSource, "MagSetWindowSource");
     resolve(lib.setWindowFilterList, "MagSetWindowFilterList");
-    registerSolidClass();
+    testsupport::registerSolidWindowClass(kSolidClass);
     return lib;
 }
 
