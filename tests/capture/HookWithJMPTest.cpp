@@ -24,9 +24,6 @@ TEST(HookWithJMP, RefusesBadUse) {
     HookWithJMP hook;
     EXPECT_EQ(hook.hook().code(), VXError::ePreconditionFailed);
     EXPECT_EQ(hook.unhook().code(), VXError::ePreconditionFailed);
-    EXPECT_NE(
-        hook.prepare(nullptr, replacement).message().toUtf8().find("Parameter check \"origFunc\" failed"),
-        std::string::npos);
 
     // Reserved but not committed: VirtualProtect refuses it.
     void* reserved = VirtualAlloc(nullptr, 4096, MEM_RESERVE, PAGE_NOACCESS);

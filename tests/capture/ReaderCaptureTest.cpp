@@ -63,7 +63,6 @@ TEST_F(ReaderCapture, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
     ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
     EXPECT_EQ(at(kOverlap), rgb(kRed));
     EXPECT_EQ(at(kUpperOnly), desktop());
-    EXPECT_EQ(at(kLowerOnly), rgb(kRed));
 
     ASSERT_EQ(reader->setExcludedWindows({}).code(), VXError::eNoError);
     ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
@@ -95,15 +94,6 @@ TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlag) {
     }
 }
 
-TEST_F(ReaderCapture, BlackContentIsCopiedAndReported) {
-    ScopedVariable black(L"VXMAG_RENDER", L"black");
-    VXResult result = reader->readScreen();
-    EXPECT_EQ(result.code(), VXError::eVerifyFailed);
-    EXPECT_EQ(text(result).rfind("All captured pixels are black at MagD3DScreenReader::readScreen", 0), 0u)
-        << text(result);
-    EXPECT_EQ(at(kLowerOnly), 0u);
-}
-
 TEST_F(ReaderCapture, ChangingContentTimesOutAndKeepsTheLastReadback) {
     ScopedVariable changing(L"VXMAG_RENDER", L"changing");
     // A fresh reader so the stand-in's counter starts here: setup renders 1, the capture 2, each readback +1.
@@ -114,7 +104,6 @@ TEST_F(ReaderCapture, ChangingContentTimesOutAndKeepsTheLastReadback) {
     ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
     EXPECT_TRUE(reader->isStabilizationTimedOut());
     EXPECT_GE(reader->getStabilizationTimeMs(), 500u);
-    EXPECT_GT(reader->getStabilizationRounds(), 0u);
     const uint32_t readbacks = reader->getLastTimings().readbacks;
     EXPECT_EQ(reader->getStabilizationRounds() + 1, readbacks) << "no two readbacks were equal";
     // The counter is drawn into row 0 as 32 black or white pixels, lowest bit first.
@@ -125,7 +114,16 @@ TEST_F(ReaderCapture, ChangingContentTimesOutAndKeepsTheLastReadback) {
     EXPECT_EQ(at(kLowerOnly), rgb(kRed)) << "the rest of the picture is there";
 }
 
-TEST_F(ReaderCapture, WithoutTheInterceptionNothingArrives) {
+TEST_F(ReaderCapture, BlackContentAndAMissingInterceptionAreReported) {
+    {
+        ScopedVariable black(L"VXMAG_RENDER", L"black");
+        VXResult result = reader->readScreen();
+        EXPECT_EQ(result.code(), VXError::eVerifyFailed);
+        EXPECT_EQ(text(result).rfind("All captured pixels are black at MagD3DScreenReader::readScreen", 0),
+                  0u)
+            << text(result);
+        EXPECT_EQ(at(kLowerOnly), 0u) << "the black picture is still copied";
+    }
     ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
     VXResult result = reader->readScreen();
     EXPECT_EQ(result.code(), VXError::eUnexpected);

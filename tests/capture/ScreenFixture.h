@@ -5,26 +5,81 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
+#include "HookD3D.h"
 #include "MagD3DScreenReader.h"
+#include "MagnificationDll.h"
 #include "VXImage.h"
 #include "VXRect.h"
+#include "support/win32/SolidWindow.h"
+
+inline void pumpMessages() {
+    MSG msg;
+    while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
+        TranslateMessage(&msg);
+        DispatchMessageW(&msg);
+    }
+}
+
+inline std::string text(const VXResult& result) {
+    return result.message().toUtf8();
+}
 
 class ScreenFixture : public ::testing::Test {
 protected:
     static constexpr COLORREF kRed = RGB(220, 20, 20);
     static constexpr COLORREF kGreen = RGB(20, 200, 40);
+    static constexpr wchar_t kSolidClass[] = L"VxCaptureTestSolidWindow";
 
-    void SetUp() override;
-    void TearDown() override;
+    void SetUp() override {
+        testsupport::registerSolidWindowClass(kSolidClass);
+        ASSERT_NE(getMagnificationDll(), nullptr) << "Magnification.dll missing beside the test";
+        ASSERT_EQ(initMagnification(false).code(), VXError::eNoError);
+        ASSERT_NE(HookD3D::originalStretchRect(), nullptr) << "start-up installs the interception";
+    }
+    void TearDown() override {
+        for (HWND window : _windows)
+            DestroyWindow(window);
+        pumpMessages();
+        uninitMagnification(HookD3D::originalStretchRect() == nullptr);
+        EXPECT_EQ(HookD3D::originalStretchRect(), nullptr) << "shutdown removes the interception";
+    }
 
-    static std::shared_ptr<VXImage> makeImage(int32_t width, int32_t height, int32_t bitDepth = 32);
+    // An image of `width` x `height` filled with 0x5A bytes, so untouched pixels show.
+    static std::shared_ptr<VXImage> makeImage(int32_t width, int32_t height, int32_t bitDepth = 32) {
+        std::shared_ptr<VXImage> image;
+        if (VXImage::create(width, height, bitDepth, image).isError() || image->allocate().isError())
+            return nullptr;
+        std::memset(image->getBits(), 0x5A, static_cast<size_t>(image->getImageSize()));
+        return image;
+    }
     // A visible, topmost, borderless window painted in `color`, above those made before it.
-    HWND createSolidWindow(const RECT& bounds, COLORREF color);
+    HWND createSolidWindow(const RECT& r, COLORREF color) {
+        HWND window = CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, kSolidClass, L"solid", WS_POPUP,
+                                      r.left, r.top, r.right - r.left, r.bottom - r.top, nullptr, nullptr,
+                                      GetModuleHandleW(nullptr), nullptr);
+        if (window != nullptr) {
+            SetWindowLongPtrW(window, GWLP_USERDATA, static_cast<LONG_PTR>(color));
+            ShowWindow(window, SW_SHOWNOACTIVATE);
+            UpdateWindow(window);
+            _windows.push_back(window);
+        }
+        pumpMessages();
+        return window;
+    }
     // Pixel (x, y) of the image as 0xRRGGBB.
-    static uint32_t rgbAt(const VXImage& image, int32_t x, int32_t y);
+    static uint32_t rgbAt(const VXImage& image, int32_t x, int32_t y) {
+        const uint8_t* pixel = image.getPixelPtr(x, y);
+        if (pixel == nullptr)
+            return 0xFFFFFFFFu;
+        uint32_t value = 0;
+        std::memcpy(&value, pixel, sizeof(value));
+        return value & 0x00FFFFFFu;
+    }
     static uint32_t rgb(COLORREF color) {
         return GetRValue(color) << 16 | GetGValue(color) << 8 | GetBValue(color);
     }
@@ -45,6 +100,3 @@ public:
 private:
     const wchar_t* _name;
 };
-
-void pumpMessages();
-std::string text(const VXResult& result);
