@@ -88,12 +88,4 @@ uint32_t pixelAt(const VXImage& image, int32_t x, int32_t y) {
     return p == nullptr ? 0xFFFFFFFFu : (uint32_t{p[2]} << 16) | (uint32_t{p[1]} << 8) | p[0];
 }
 
-ScopedEnvironment::ScopedEnvironment(const wchar_t* name, const wchar_t* value) : _name(name) {
-    SetEnvironmentVariableW(name, value);
-}
-
-ScopedEnvironment::~ScopedEnvironment() {
-    SetEnvironmentVariableW(_name.c_str(), nullptr);
-}
-
 }  // namespace e2e

@@ -13,6 +13,7 @@
 
 #include "VXString.h"
 #include "VistrelHost.h"
+#include "support/win32/ScopedEnvironment.h"
 
 namespace e2e {
 
@@ -52,14 +53,6 @@ inline uint32_t rgb(COLORREF c) {
     return (GetRValue(c) << 16) | (GetGValue(c) << 8) | GetBValue(c);
 }
 
-// Sets an environment variable for the lifetime of the object (inherited by servers started).
-class ScopedEnvironment {
-public:
-    ScopedEnvironment(const wchar_t* name, const wchar_t* value);
-    ~ScopedEnvironment();
-
-private:
-    std::wstring _name;
-};
+using ScopedEnvironment = testsupport::ScopedEnvironment;
 
 }  // namespace e2e

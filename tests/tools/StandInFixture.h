@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "support/win32/ScopedEnvironment.h"
+
 #include <cstring>
 #include <memory>
 
@@ -43,16 +45,4 @@ protected:
     std::unique_ptr<MagD3DScreenReader> reader;
 };
 
-// Sets one of the stand-in's environment variables for the duration of a scope.
-class ScopedVariable {
-public:
-    ScopedVariable(const wchar_t* name, const wchar_t* value) : _name(name) {
-        SetEnvironmentVariableW(name, value);
-    }
-    ScopedVariable(const ScopedVariable&) = delete;
-    ScopedVariable& operator=(const ScopedVariable&) = delete;
-    ~ScopedVariable() { SetEnvironmentVariableW(_name, nullptr); }
-
-private:
-    const wchar_t* _name;
-};
+using ScopedVariable = testsupport::ScopedEnvironment;
