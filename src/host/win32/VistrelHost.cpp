@@ -1,5 +1,6 @@
 #include "VistrelHost.h"
 
+#include "SecuredObjects.h"
 #include "SerializeUtils.h"
 #include "VXChecks.h"
 #include "VXPlatform.h"
@@ -74,12 +75,17 @@ VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serv
     VX_RETURN_IF_ERROR(Params::create(serverOptions.c_str(), kEventStartPrefix, kEventCompletedPrefix,
                                       kExclWndsPrefix, kCaptureCursorPrefix, kImagePrefix, kWaitResultPrefix,
                                       kResultPrefix, h->_params));
-    // The host makes the objects first, so that a request can be written before the server runs.
+    // The host makes the objects first, with its own security, so that a request can be
+    // written before the server runs and no other account or lower level can reach them.
+    VX_RETURN_IF_ERROR(SecuredObjects::create(*h->_params, h->_secured));
     VX_RETURN_IF_ERROR(SharedObjects::create(*h->_params, h->_objects));
     for (const auto& event : {h->_objects->eventStart, h->_objects->eventCompleted}) {
         if (event->handle() == nullptr) {
             return VX_ERROR(VXError::eNotInitialized, u"Event \"%s\" could not be created", event->name());
         }
+        // Objects of a reused identifier may hold a signal nobody consumed: a left-over
+        // "Completed_" would pass for the answer to the first request.
+        VX_RETURN_IF_ERROR(event->reset());
     }
     // An empty request, so that a start signal without one is harmless.
     SerializeUtils::writeWindowList(h->_objects->shMemExclWnds->view, kExclWndsBlockSize, {});
@@ -126,9 +132,9 @@ VXResult Host::describeExit_(const VXSourceLocation& site) {
     GetExitCodeProcess(_process, &exitCode);
     ResultRecord final;
     if (exitCode != kExitResultWritten || readResultBlock(final).isError()) {
-        return VXResult(VXError::eUnexpected, site, u"Server ended with exit code %u", exitCode);
+        return VXResult(VXThreadError::eNotRunning, site, u"Server ended with exit code %u", exitCode);
     }
-    return VXResult(VXError::eUnexpected, site, u"Server ended with exit code %u; final result (%d) %s",
+    return VXResult(VXThreadError::eNotRunning, site, u"Server ended with exit code %u; final result (%d) %s",
                     exitCode, final.code, final.text);
 }
 

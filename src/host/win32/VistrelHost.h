@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "SecuredObjects.h"
 #include "VXImage.h"
 #include "VXRect.h"
 #include "VXResult.h"
@@ -55,7 +56,7 @@ public:
                                      std::unique_ptr<Host>& host);
 
     // One request. The returned result is the exchange's (2000 when an answer came; the
-    // server's own outcome is in capture.result); 2024 when no answer came in time, 2020
+    // server's own outcome is in capture.result); 2024 when no answer came in time, 3001
     // when the server ended, with its exit code and final result in the message.
     VXResult capture(const std::vector<uint64_t>& excludedWindows, bool captureCursor, Capture& capture,
                      uint32_t timeoutMs = kDefaultAnswerTimeoutMs);
@@ -79,6 +80,7 @@ private:
     VXResult waitForAnswer_(uint32_t timeoutMs);
 
     std::shared_ptr<Params> _params;
+    std::unique_ptr<SecuredObjects> _secured;
     std::shared_ptr<SharedObjects> _objects;
     std::shared_ptr<VXImage> _image;
     HANDLE _process = nullptr;

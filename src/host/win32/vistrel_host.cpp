@@ -1,11 +1,18 @@
 // The C interface over Vistrel::Host; no exception and no C++ type crosses it.
 #include "vistrel_host.h"
 
+#include <cstddef>
+#include <cstring>
 #include <new>
+#include <string>
 
 #include "VXChecks.h"
 #include "VistrelExchange.h"
 #include "VistrelHost.h"
+
+#ifndef VISTREL_VERSION_TEXT
+#error "VISTREL_VERSION_TEXT comes from the build"
+#endif
 
 struct VistrelHost {
     std::unique_ptr<Vistrel::Host> host;
@@ -16,36 +23,49 @@ struct VistrelHost {
 
 namespace {
 
+// The first version's structures: anything smaller cannot be a caller's.
+constexpr uint32_t kStartOptionsV1 = offsetof(VistrelStartOptions, unitTestMode) + sizeof(int32_t);
+constexpr uint32_t kFrameV1 = offsetof(VistrelFrame, microseconds) + sizeof(uint64_t);
+
+static_assert(VISTREL_MAX_EXCLUDED_WINDOWS == Vistrel::kMaxExcludedWindows);
+static_assert(VISTREL_SERVER_ENDED == VXThreadError::eNotRunning);
+
+// "Vistrel.exe" beside this DLL: a host in another language runs inside its own interpreter's
+// executable, so the program's folder would be the wrong place to look.
+VXString serverBesideLibrary() {
+    HMODULE self = nullptr;
+    if (!GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            reinterpret_cast<LPCWSTR>(&serverBesideLibrary), &self)) {
+        return VXString(u"Vistrel.exe");
+    }
+    std::wstring path(MAX_PATH, L'\0');
+    DWORD n = 0;
+    while ((n = GetModuleFileNameW(self, path.data(), static_cast<DWORD>(path.size()))) == path.size())
+        path.resize(path.size() * 2);
+    path.resize(n);
+    return Vistrel::folderOf(VXString::fromWide(path.c_str())) + VXString(u"Vistrel.exe");
+}
+
 int32_t remember(VistrelHost* h, const VXResult& result) {
     if (h != nullptr)
         h->lastError = result.isError() ? result.message() : VXString();
     return result.code();
 }
 
-}  // namespace
-
-extern "C" int32_t vistrel_host_start(const wchar_t* serverPath, int32_t left, int32_t top, int32_t right,
-                                      int32_t bottom, int32_t unitTestMode, VistrelHost** host) {
-    if (host == nullptr)
-        return VXError::eBadParameter;
-    *host = nullptr;
-    auto* h = new (std::nothrow) VistrelHost;
-    if (h == nullptr)
-        return VXError::eNoMemory;
-    Vistrel::HostOptions options;
-    options.captureRect = VXRect(left, top, right, bottom);
-    if (serverPath != nullptr)
-        options.serverPath = VXString::fromWide(serverPath);
-    options.unitTestMode = unitTestMode != 0;
-    const int32_t code = remember(h, Vistrel::Host::start(options, h->host));
-    *host = h;  // handed out even on failure, so that the caller can read the error text
-    return code;
+// Everything after the size member, as far as the caller's structure reaches.
+void clearFrame(VistrelFrame* frame) {
+    const size_t end = frame->size < sizeof(VistrelFrame) ? frame->size : sizeof(VistrelFrame);
+    std::memset(reinterpret_cast<uint8_t*>(frame) + sizeof(frame->size), 0, end - sizeof(frame->size));
 }
 
-extern "C" int32_t vistrel_host_capture(VistrelHost* h, const uint64_t* windows, uint32_t windowCount,
-                                        int32_t captureCursor, uint32_t timeoutMs, VistrelFrame* frame) {
-    if (h == nullptr || frame == nullptr || (windows == nullptr && windowCount > 0))
-        return VXError::eBadParameter;
+int32_t capture(VistrelHost* h, const uint64_t* windows, uint32_t windowCount, int32_t captureCursor,
+                uint32_t timeoutMs, VistrelFrame* frame) {
+    // The count is checked before the list is touched: nothing past an allowed list is read.
+    if (windowCount > Vistrel::kMaxExcludedWindows || (windows == nullptr && windowCount > 0)) {
+        return remember(h, VX_ERROR(VXError::eBadParameter, u"Window list of %u entries refused (at most %u)",
+                                    windowCount, Vistrel::kMaxExcludedWindows));
+    }
     if (!h->host)
         return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
     const std::vector<uint64_t> list(windows, windows + windowCount);
@@ -66,32 +86,86 @@ extern "C" int32_t vistrel_host_capture(VistrelHost* h, const uint64_t* windows,
         frame->waitTimedOut = c.wait.timedOut ? 1 : 0;
     }
     frame->microseconds = c.microseconds;
-    return remember(h, VXResult(c.result.code, u"%s", c.result.text));
+    return remember(h, VXError::eNoError);
 }
 
-extern "C" int32_t vistrel_host_wait_exit(VistrelHost* h, uint32_t timeoutMs, uint32_t* exitCode,
-                                          int32_t* finalCode) {
-    if (h == nullptr || exitCode == nullptr || finalCode == nullptr)
+}  // namespace
+
+extern "C" VISTREL_HOST_API const char* vistrel_host_version(void) {
+    return VISTREL_VERSION_TEXT;
+}
+
+extern "C" VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions* options,
+                                                       VistrelHost** host) {
+    if (host == nullptr)
         return VXError::eBadParameter;
+    *host = nullptr;
+    auto* h = new (std::nothrow) VistrelHost;
+    if (h == nullptr)
+        return VXError::eNoMemory;
+    *host = h;  // handed out even on failure, so that the caller can read the error text
+    try {
+        if (options == nullptr || options->size < kStartOptionsV1)
+            return remember(h, VX_ERROR(VXError::eBadParameter, u"Start options missing or too small"));
+        Vistrel::HostOptions hostOptions;
+        hostOptions.captureRect = VXRect(options->left, options->top, options->right, options->bottom);
+        hostOptions.serverPath =
+            options->serverPath != nullptr ? VXString::fromWide(options->serverPath) : serverBesideLibrary();
+        if (options->identifier != nullptr)
+            hostOptions.guid = VXString::fromWide(options->identifier);
+        hostOptions.unitTestMode = options->unitTestMode != 0;
+        return remember(h, Vistrel::Host::start(hostOptions, h->host));
+    } catch (...) {
+        return remember(h, VX_ERROR(VXError::eUnexpected, u"Exception while starting the server"));
+    }
+}
+
+extern "C" VISTREL_HOST_API int32_t vistrel_host_capture(VistrelHost* h, const uint64_t* windows,
+                                                         uint32_t windowCount, int32_t captureCursor,
+                                                         uint32_t timeoutMs, VistrelFrame* frame) {
+    if (frame == nullptr || frame->size < kFrameV1)
+        return remember(h, VX_ERROR(VXError::eBadParameter, u"Frame missing or too small"));
+    clearFrame(frame);
+    if (h == nullptr)
+        return VXError::eBadParameter;
+    int32_t code = VXError::eUnexpected;
+    try {
+        code = capture(h, windows, windowCount, captureCursor, timeoutMs, frame);
+    } catch (...) {
+        code = remember(h, VX_ERROR(VXError::eUnexpected, u"Exception during a capture"));
+    }
+    if (code != VXError::eNoError)
+        clearFrame(frame);  // never the previous frame's pointers
+    return code;
+}
+
+extern "C" VISTREL_HOST_API int32_t vistrel_host_wait_exit(VistrelHost* h, uint32_t timeoutMs,
+                                                           uint32_t* exitCode, int32_t* finalCode) {
+    if (h == nullptr || exitCode == nullptr || finalCode == nullptr)
+        return remember(h, VX_ERROR(VXError::eBadParameter, u"Null argument"));
     if (!h->host)
         return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
-    Vistrel::ResultRecord final;
-    const VXResult r = h->host->waitForExit(timeoutMs, *exitCode, final);
-    if (r.isSuccess()) {
-        *finalCode = final.code;
-        h->text = final.text;
+    try {
+        Vistrel::ResultRecord final;
+        const VXResult r = h->host->waitForExit(timeoutMs, *exitCode, final);
+        if (r.isSuccess()) {
+            *finalCode = final.code;
+            h->text = final.text;
+        }
+        return remember(h, r);
+    } catch (...) {
+        return remember(h, VX_ERROR(VXError::eUnexpected, u"Exception while waiting for the server"));
     }
-    return remember(h, r);
 }
 
-extern "C" const wchar_t* vistrel_host_last_text(const VistrelHost* h) {
+extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_last_text(const VistrelHost* h) {
     return h == nullptr ? L"" : h->text.wstr();
 }
 
-extern "C" const wchar_t* vistrel_host_last_error(const VistrelHost* h) {
+extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_last_error(const VistrelHost* h) {
     return h == nullptr ? L"" : h->lastError.wstr();
 }
 
-extern "C" void vistrel_host_close(VistrelHost* h) {
+extern "C" VISTREL_HOST_API void vistrel_host_close(VistrelHost* h) {
     delete h;
 }

@@ -1,41 +1,120 @@
-/* The host library's C interface: start a capture server, ask it for captures, read how it
- * ended. Every call returns a result code: 2000 is success, above 2000 a failure, whose
- * text vistrel_host_last_error gives. Wide texts are UTF-16. */
+/* vistrel_host.h: the C interface of vistrel_host.dll. A screen-sharing host starts a capture
+ * server (Vistrel.exe), asks it for captures of one screen rectangle, and reads how it ended.
+ *
+ * Results. Every call that can fail returns a result code: VISTREL_OK (2000) is success, any
+ * other value a failure whose text vistrel_host_last_error gives.
+ *
+ * Ownership and lifetimes.
+ *  - A VistrelHost is made by vistrel_host_start (even when that fails, so that the error text
+ *    can be read) and freed only by vistrel_host_close; closing ends a server still running.
+ *  - Every pointer the library hands out (frame->text, frame->pixels, the texts of
+ *    vistrel_host_last_error and vistrel_host_last_text) belongs to the host object. It stays
+ *    valid until the next call on the same host (any call but the two text getters and
+ *    vistrel_host_version) or until vistrel_host_close, whichever comes first. Copy what you
+ *    keep. vistrel_host_version's text is static.
+ *  - Pointers the caller passes (options, window lists, frames) are read or written during the
+ *    call only; the library keeps none of them.
+ *
+ * Threads. Calls on one host must not overlap: use a host from one thread at a time (any
+ * thread; the library has no thread affinity). Different hosts are independent. A capture
+ * blocks the calling thread until the answer, the time-out or the server's end.
+ *
+ * The server's lifetime. The server ends by itself after 60 s without a request (it then
+ * writes a time-out result, code 2024, and exits with code 10). The next capture returns
+ * VISTREL_SERVER_ENDED; vistrel_host_wait_exit gives the exit code and that final result. To
+ * go on, close the host and start a new one: a server is never restarted in place. A host
+ * that captures less often than once a minute should expect this and restart on demand.
+ *
+ * Extending. VistrelStartOptions and VistrelFrame begin with a size member that the caller
+ * sets to sizeof the structure it was compiled with; later versions only append members, read
+ * or write nothing beyond the caller's size, and give appended options their defaults. */
 #ifndef VISTREL_HOST_H
 #define VISTREL_HOST_H
 
 #include <stdint.h>
 #include <wchar.h>
 
+#if defined(_WIN32)
+#if defined(VISTREL_HOST_BUILDING)
+#define VISTREL_HOST_API __declspec(dllexport)
+#else
+#define VISTREL_HOST_API __declspec(dllimport)
+#endif
+#else
+#define VISTREL_HOST_API
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
+/* Return values of the calls. frame->code is the server's own answer, any code it uses. */
+#define VISTREL_OK 2000                    /* done; for a capture: an answer is in the frame */
+#define VISTREL_BAD_PARAMETER 2005         /* a null or out-of-range argument; nothing was sent */
+#define VISTREL_NOT_STARTED 2007           /* the host's server never started */
+#define VISTREL_NOT_FOUND 2008             /* Vistrel.exe not found */
+#define VISTREL_TIMEOUT 2024               /* no answer (or no exit) in time; the server still runs */
+#define VISTREL_SERVER_ENDED 3001          /* the server has ended: see vistrel_host_wait_exit */
+#define VISTREL_MAX_EXCLUDED_WINDOWS 1023u /* the longest window list one request carries */
+
 typedef struct VistrelHost VistrelHost;
 
+typedef struct VistrelStartOptions {
+    uint32_t size;             /* sizeof(VistrelStartOptions) */
+    const wchar_t* serverPath; /* UTF-16; null: "Vistrel.exe" beside the calling program */
+    int32_t left;              /* the capture rectangle, physical screen pixels, right and */
+    int32_t top;               /* bottom exclusive */
+    int32_t right;
+    int32_t bottom;
+    const wchar_t* identifier; /* the named objects' identifier; null: a fresh one (advised) */
+    int32_t unitTestMode;      /* nonzero: the server answers without capturing (testing) */
+} VistrelStartOptions;
+
 typedef struct VistrelFrame {
-    int32_t code;          /* the server's answer; pixels are valid when code <= 2000 */
-    const wchar_t* text;   /* the answer's text, valid until the next call on the host */
-    const uint8_t* pixels; /* 32-bit B,G,R,X rows, row 0 first */
+    uint32_t size;         /* sizeof(VistrelFrame), set by the caller before each capture */
+    int32_t code;          /* the server's answer: 2000 captured, above 2000 why not */
+    const wchar_t* text;   /* the answer's text (UTF-16) */
+    const uint8_t* pixels; /* when code is 2000: 32-bit B,G,R,X rows, row 0 the top one */
     int32_t width;
     int32_t height;
-    int32_t stride; /* bytes from one row to the next */
-    uint32_t waitIterations;
+    int32_t stride;          /* bytes from one row to the next */
+    uint32_t waitIterations; /* how long the server waited for a fresh frame */
     uint32_t waitMilliseconds;
     int32_t waitTimedOut;
     uint64_t microseconds; /* request to answer, as the host saw it */
 } VistrelFrame;
 
-/* serverPath may be null: "Vistrel.exe" beside the calling program. */
-int32_t vistrel_host_start(const wchar_t* serverPath, int32_t left, int32_t top, int32_t right,
-                           int32_t bottom, int32_t unitTestMode, VistrelHost** host);
-int32_t vistrel_host_capture(VistrelHost* host, const uint64_t* windows, uint32_t windowCount,
-                             int32_t captureCursor, uint32_t timeoutMs, VistrelFrame* frame);
-int32_t vistrel_host_wait_exit(VistrelHost* host, uint32_t timeoutMs, uint32_t* exitCode, int32_t* finalCode);
-const wchar_t* vistrel_host_last_error(const VistrelHost* host);
+/* "1.0.0": the version of the library (and of the server it was built with). */
+VISTREL_HOST_API const char* vistrel_host_version(void);
+
+/* Creates the named objects (readable and writable by the current user and SYSTEM only, at the
+ * caller's integrity level) and starts the server. *host is set whenever host is not null. */
+VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions* options, VistrelHost** host);
+
+/* One request: leave out windowCount windows (HWNDs widened to 64 bits; at most
+ * VISTREL_MAX_EXCLUDED_WINDOWS, checked before the list is read), draw the cursor or not, wait
+ * up to timeoutMs for the answer. Returns VISTREL_OK when an answer came (then frame->code is
+ * the server's answer, which may itself be a failure), otherwise why the exchange failed:
+ * VISTREL_BAD_PARAMETER, VISTREL_NOT_STARTED, VISTREL_TIMEOUT, VISTREL_SERVER_ENDED or a system
+ * error. On any failure every member of the frame after size is cleared. A frame whose size is
+ * smaller than the first version's is refused with VISTREL_BAD_PARAMETER and left untouched. */
+VISTREL_HOST_API int32_t vistrel_host_capture(VistrelHost* host, const uint64_t* windows,
+                                              uint32_t windowCount, int32_t captureCursor, uint32_t timeoutMs,
+                                              VistrelFrame* frame);
+
+/* Waits up to timeoutMs for the server to end (0 only asks). Then *exitCode is its exit code
+ * (10: it wrote its final result; 11 to 14: it failed at start-up; any other: it was killed or
+ * crashed) and *finalCode the final result's code when the exit code is 10, else 0;
+ * vistrel_host_last_text gives the final result's text. */
+VISTREL_HOST_API int32_t vistrel_host_wait_exit(VistrelHost* host, uint32_t timeoutMs, uint32_t* exitCode,
+                                                int32_t* finalCode);
+
+/* The text of the last failure on this host; "" after a success. Never null. */
+VISTREL_HOST_API const wchar_t* vistrel_host_last_error(const VistrelHost* host);
 /* The text of the last answer: a capture's, or the final result after vistrel_host_wait_exit. */
-const wchar_t* vistrel_host_last_text(const VistrelHost* host);
-void vistrel_host_close(VistrelHost* host);
+VISTREL_HOST_API const wchar_t* vistrel_host_last_text(const VistrelHost* host);
+/* Ends a server still running and frees the host; null is allowed. */
+VISTREL_HOST_API void vistrel_host_close(VistrelHost* host);
 
 #ifdef __cplusplus
 }

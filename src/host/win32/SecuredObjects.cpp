@@ -1,0 +1,133 @@
+#include "SecuredObjects.h"
+
+#include "VXChecks.h"
+#include "VistrelExchange.h"
+
+namespace Vistrel {
+
+namespace {
+
+constexpr DWORD kLabelPolicy = SYSTEM_MANDATORY_LABEL_NO_WRITE_UP | SYSTEM_MANDATORY_LABEL_NO_READ_UP;
+
+// The process token's information of one class, in a buffer of its own.
+VXResult tokenInformation(TOKEN_INFORMATION_CLASS kind, std::vector<uint8_t>& buffer) {
+    HANDLE token = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token))
+        return VX_WIN32_ERROR(u"OpenProcessToken");
+    DWORD size = 0;
+    GetTokenInformation(token, kind, nullptr, 0, &size);
+    buffer.assign(size, 0);
+    const BOOL ok = size > 0 && GetTokenInformation(token, kind, buffer.data(), size, &size);
+    const DWORD error = GetLastError();
+    CloseHandle(token);
+    if (!ok)
+        return VX_WIN32_ERROR_CODE(u"GetTokenInformation", error);
+    return VXError::eNoError;
+}
+
+// One descriptor per kind of object: the rights granted are the kind's full access.
+class Descriptor {
+public:
+    VXResult build(DWORD access) {
+        VX_RETURN_IF_ERROR(tokenInformation(TokenUser, _user));
+        VX_RETURN_IF_ERROR(tokenInformation(TokenIntegrityLevel, _integrity));
+        PSID user = reinterpret_cast<TOKEN_USER*>(_user.data())->User.Sid;
+        PSID level = reinterpret_cast<TOKEN_MANDATORY_LABEL*>(_integrity.data())->Label.Sid;
+        DWORD systemSize = SECURITY_MAX_SID_SIZE;
+        _system.assign(systemSize, 0);
+        if (!CreateWellKnownSid(WinLocalSystemSid, nullptr, _system.data(), &systemSize))
+            return VX_WIN32_ERROR(u"CreateWellKnownSid");
+
+        const DWORD daclSize = sizeof(ACL) + 2 * (sizeof(ACCESS_ALLOWED_ACE) - sizeof(DWORD)) +
+                               GetLengthSid(user) + GetLengthSid(_system.data());
+        _dacl.assign(daclSize, 0);
+        auto* dacl = reinterpret_cast<ACL*>(_dacl.data());
+        if (!InitializeAcl(dacl, daclSize, ACL_REVISION))
+            return VX_WIN32_ERROR(u"InitializeAcl");
+        if (!AddAccessAllowedAce(dacl, ACL_REVISION, access, user) ||
+            !AddAccessAllowedAce(dacl, ACL_REVISION, access, _system.data())) {
+            return VX_WIN32_ERROR(u"AddAccessAllowedAce");
+        }
+        const DWORD saclSize =
+            sizeof(ACL) + sizeof(SYSTEM_MANDATORY_LABEL_ACE) - sizeof(DWORD) + GetLengthSid(level);
+        _sacl.assign(saclSize, 0);
+        auto* sacl = reinterpret_cast<ACL*>(_sacl.data());
+        if (!InitializeAcl(sacl, saclSize, ACL_REVISION))
+            return VX_WIN32_ERROR(u"InitializeAcl");
+        if (!AddMandatoryAce(sacl, ACL_REVISION, 0, kLabelPolicy, level))
+            return VX_WIN32_ERROR(u"AddMandatoryAce");
+
+        if (!InitializeSecurityDescriptor(&_descriptor, SECURITY_DESCRIPTOR_REVISION))
+            return VX_WIN32_ERROR(u"InitializeSecurityDescriptor");
+        // The user owns the objects even in an elevated token, whose default owner is a group.
+        if (!SetSecurityDescriptorOwner(&_descriptor, user, FALSE))
+            return VX_WIN32_ERROR(u"SetSecurityDescriptorOwner");
+        if (!SetSecurityDescriptorDacl(&_descriptor, TRUE, dacl, FALSE))
+            return VX_WIN32_ERROR(u"SetSecurityDescriptorDacl");
+        if (!SetSecurityDescriptorSacl(&_descriptor, TRUE, sacl, FALSE))
+            return VX_WIN32_ERROR(u"SetSecurityDescriptorSacl");
+        _attributes = {sizeof(SECURITY_ATTRIBUTES), &_descriptor, FALSE};
+        return VXError::eNoError;
+    }
+
+    SECURITY_ATTRIBUTES* attributes() { return &_attributes; }
+
+private:
+    std::vector<uint8_t> _user;
+    std::vector<uint8_t> _integrity;
+    std::vector<uint8_t> _system;
+    std::vector<uint8_t> _dacl;
+    std::vector<uint8_t> _sacl;
+    SECURITY_DESCRIPTOR _descriptor{};
+    SECURITY_ATTRIBUTES _attributes{};
+};
+
+}  // namespace
+
+SecuredObjects::~SecuredObjects() {
+    for (HANDLE h : _handles)
+        CloseHandle(h);
+}
+
+VXResult SecuredObjects::create(const Params& params, std::unique_ptr<SecuredObjects>& objects) {
+    Descriptor events;
+    VX_RETURN_IF_ERROR(events.build(EVENT_ALL_ACCESS));
+    Descriptor sections;
+    VX_RETURN_IF_ERROR(sections.build(SECTION_ALL_ACCESS));
+
+    std::unique_ptr<SecuredObjects> made(new SecuredObjects);
+    // Auto-reset and not signalled, as the server would make them.
+    for (const VXString* name : {&params.eventStartName, &params.eventCompletedName}) {
+        HANDLE h = CreateEventW(events.attributes(), FALSE, FALSE, name->wstr());
+        if (h == nullptr) {
+            VXResult r = VX_WIN32_ERROR(u"CreateEvent");
+            r.addContext(u"Event name: \"%s\"", *name);
+            return r;
+        }
+        made->_joined += GetLastError() == ERROR_ALREADY_EXISTS ? 1 : 0;
+        made->_handles.push_back(h);
+    }
+    const struct {
+        const VXString& name;
+        uint32_t size;
+    } blocks[] = {{params.exclWndsName, kExclWndsBlockSize},
+                  {params.captureCursorName, kCaptureCursorBlockSize},
+                  {params.imageName, imageBlockSize(params.captureRect)},
+                  {params.waitResultName, kWaitResultBlockSize},
+                  {params.resultName, kResultBlockSize}};
+    for (const auto& block : blocks) {
+        HANDLE h = CreateFileMappingW(INVALID_HANDLE_VALUE, sections.attributes(), PAGE_READWRITE, 0,
+                                      block.size, block.name.wstr());
+        if (h == nullptr) {
+            VXResult r = VX_WIN32_ERROR(u"CreateFileMapping");
+            r.addContext(u"Block name: \"%s\"", block.name);
+            return r;
+        }
+        made->_joined += GetLastError() == ERROR_ALREADY_EXISTS ? 1 : 0;
+        made->_handles.push_back(h);
+    }
+    objects = std::move(made);
+    return VXError::eNoError;
+}
+
+}  // namespace Vistrel
