@@ -89,27 +89,7 @@ TEST_F(HookD3DTest, InstallPatchesTheSharedMethodCodeAndRemoveRestoresIt) {
     EXPECT_EQ(HookD3D::removeStretchRectHook().code(), VXError::ePreconditionFailed);
 }
 
-TEST_F(HookD3DTest, ASecondDeviceReachesTheListenerUntilRemoval) {
-    ASSERT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever).code(), VXError::eNoError);
-    // A red source and a blue destination on a device made after the interception went in.
-    makeSurfaces();
-    Recorder recorder;
-    HookD3D::setStretchRectListener(&recorder);
-
-    EXPECT_EQ(stretch(dest.get()), D3D_OK);
-    EXPECT_EQ(recorder.calls, 1);
-    EXPECT_EQ(recorder.lastSource, source.get());
-
-    ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
-    recorder.calls = 0;
-    EXPECT_EQ(stretch(dest.get()), D3D_OK);
-    EXPECT_EQ(recorder.calls, 0) << "a listener still registered hears nothing once removed";
-    EXPECT_EQ(d3dtest::pixelAt(device.get(), dest.get(), 1, 1), 0xC80A0Au);
-    EXPECT_EQ(stretch(sysmem.get()), D3DERR_INVALIDCALL);
-}
-
-TEST_F(HookD3DTest, CallOriginalModesRunTheSystemCopyBeforeOrAfterTheListenerOrNever) {
-    makeSurfaces();
+TEST_F(HookD3DTest, ADeviceMadeLaterReachesTheListenerWhichTheOriginalRunsBeforeOrAfterOrNever) {
     const uint32_t red = 0xC80A0Au, blue = 0x0A0AC8u;
     // The destination as the listener sees it and afterwards, and the HRESULT for a destination
     // the system refuses; a value that is no mode means never.
@@ -123,16 +103,21 @@ TEST_F(HookD3DTest, CallOriginalModesRunTheSystemCopyBeforeOrAfterTheListenerOrN
                  {HookD3D::eCallOriginalAfter, blue, red, D3DERR_INVALIDCALL},
                  {7, blue, blue, D3D_OK}};
     for (const auto& m : modes) {
-        ASSERT_TRUE(d3dtest::fill(device.get(), dest.get(), kBlue));
         Recorder recorder;
         HookD3D::setStretchRectListener(&recorder);
         ASSERT_EQ(HookD3D::installStretchRectHook(m.mode).code(), VXError::eNoError);
+        if (!device)
+            makeSurfaces();  // after the interception went in
+        ASSERT_TRUE(d3dtest::fill(device.get(), dest.get(), kBlue));
         EXPECT_EQ(stretch(dest.get()), D3D_OK) << m.mode;
         EXPECT_EQ(recorder.firstDestPixel, m.seen) << m.mode;
         EXPECT_EQ(d3dtest::pixelAt(device.get(), dest.get(), 1, 1), m.after) << m.mode;
         EXPECT_EQ(stretch(sysmem.get()), m.refused) << m.mode;
         EXPECT_EQ(recorder.calls, 2) << "the patch is back after calling the original, mode " << m.mode;
+        EXPECT_EQ(recorder.lastSource, source.get());
         ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+        EXPECT_EQ(stretch(sysmem.get()), D3DERR_INVALIDCALL) << "removed: the system's own call again";
+        EXPECT_EQ(recorder.calls, 2) << "a listener still registered hears nothing once removed";
     }
 }
 

@@ -33,13 +33,9 @@ VXString stageServer(const char16_t* folder, bool withMagnifier) {
     const VXString server = target + VXString(u"Vistrel.exe");
     if (!copy(u"Vistrel.exe"))
         return failed("CopyFileW", server);
-    const VXString magnifier = target + VXString(u"Magnification.dll");
-    if (withMagnifier) {
-        if (!copy(u"Magnification.dll"))
-            return failed("CopyFileW", magnifier);
-    } else if (!DeleteFileW(magnifier.wstr()) && GetLastError() != ERROR_FILE_NOT_FOUND) {
-        return failed("DeleteFileW", magnifier);
-    }
+    // A folder without the stand-in never had it copied in.
+    if (withMagnifier && !copy(u"Magnification.dll"))
+        return failed("CopyFileW", target + VXString(u"Magnification.dll"));
     return server;
 }
 
