@@ -15,9 +15,10 @@ constexpr DWORD kReadyTimeoutMs = 10000;
 
 VXString stageServer(const char16_t* folder, bool withMagnifier) {
     // The folder is this run's own: a server of an earlier run may still hold its executable.
+    // Wine hands out the same few process ids run after run, so the start time names the run.
+    static const uint32_t run = static_cast<uint32_t>(GetTickCount64());
     const VXString bin = Vistrel::executableFolder();
-    const VXString target =
-        bin + vxFormat(u"%s-%u\\", VXString(folder), static_cast<uint32_t>(GetCurrentProcessId()));
+    const VXString target = bin + vxFormat(u"%s-%u\\", VXString(folder), run);
     auto failed = [&](const char* step, const VXString& path) {
         const DWORD error = GetLastError();
         ADD_FAILURE() << step << " \"" << path.toUtf8() << "\" failed, Win32 error " << error;
