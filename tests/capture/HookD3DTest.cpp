@@ -1,4 +1,4 @@
-// The StretchRect interception against Wine's real Direct3D 9.
+// The StretchRect interception against Wine's real Direct3D 9, and the jump patch under it.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,6 +11,8 @@
 namespace {
 
 constexpr UINT kSize = 32;
+constexpr D3DCOLOR kRed = D3DCOLOR_XRGB(200, 10, 10);
+constexpr D3DCOLOR kBlue = D3DCOLOR_XRGB(10, 10, 200);
 
 HookWithJMP::Bytes headOf(const void* code) {
     HookWithJMP::Bytes out{};
@@ -26,24 +28,43 @@ DWORD protectionOf(const void* code) {
 
 class Recorder : public IDirect3DDevice9_StretchRect_Listener {
 public:
-    void onStretchRect(IDirect3DDevice9*, IDirect3DSurface9* sourceSurface, const RECT*, IDirect3DSurface9*,
-                       const RECT*, D3DTEXTUREFILTERTYPE) override {
+    void onStretchRect(IDirect3DDevice9* device, IDirect3DSurface9* sourceSurface, const RECT*,
+                       IDirect3DSurface9* destSurface, const RECT*, D3DTEXTUREFILTERTYPE) override {
         ++calls;
         lastSource = sourceSurface;
+        if (calls == 1)
+            firstDestPixel = d3dtest::pixelAt(device, destSurface, 1, 1);
     }
 
     int calls = 0;
     IDirect3DSurface9* lastSource = nullptr;
+    uint32_t firstDestPixel = 0;  // the destination as the listener saw it on the first call
 };
 
 class HookD3DTest : public ::testing::Test {
 protected:
+    void makeSurfaces() {
+        device = d3dtest::makeDevice();
+        ASSERT_TRUE(device);
+        source = d3dtest::makeRenderTarget(device.get(), kSize, kSize);
+        dest = d3dtest::makeRenderTarget(device.get(), kSize, kSize);
+        sysmem = d3dtest::makeSystemMemorySurface(device.get(), kSize, kSize);
+        ASSERT_TRUE(source && dest && sysmem);
+        ASSERT_TRUE(d3dtest::fill(device.get(), source.get(), kRed));
+        ASSERT_TRUE(d3dtest::fill(device.get(), dest.get(), kBlue));
+    }
+    HRESULT stretch(IDirect3DSurface9* to) {
+        return device->StretchRect(source.get(), nullptr, to, nullptr, D3DTEXF_NONE);
+    }
     void TearDown() override {
         HookD3D::setStretchRectListener(nullptr);
         if (HookD3D::originalStretchRect() != nullptr) {
             EXPECT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
         }
     }
+
+    C_ComPtr<IDirect3DDevice9> device;
+    C_ComPtr<IDirect3DSurface9> source, dest, sysmem;
 };
 
 }  // namespace
@@ -68,35 +89,47 @@ TEST_F(HookD3DTest, InstallPatchesTheSharedMethodCodeAndRemoveRestoresIt) {
     EXPECT_EQ(HookD3D::removeStretchRectHook().code(), VXError::ePreconditionFailed);
 }
 
-TEST_F(HookD3DTest, ASecondDeviceReachesTheListenerUntilRemoval) {
-    ASSERT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever).code(), VXError::eNoError);
-    // A red source and a blue destination on a device made after the interception went in.
-    C_ComPtr<IDirect3DDevice9> device = d3dtest::makeDevice();
-    ASSERT_TRUE(device);
-    C_ComPtr<IDirect3DSurface9> source = d3dtest::makeRenderTarget(device.get(), kSize, kSize);
-    C_ComPtr<IDirect3DSurface9> dest = d3dtest::makeRenderTarget(device.get(), kSize, kSize);
-    C_ComPtr<IDirect3DSurface9> sysmem = d3dtest::makeSystemMemorySurface(device.get(), kSize, kSize);
-    ASSERT_TRUE(source && dest && sysmem);
-    ASSERT_TRUE(d3dtest::fill(device.get(), source.get(), D3DCOLOR_XRGB(200, 10, 10)));
-    ASSERT_TRUE(d3dtest::fill(device.get(), dest.get(), D3DCOLOR_XRGB(10, 10, 200)));
-    Recorder recorder;
-    HookD3D::setStretchRectListener(&recorder);
-    auto stretch = [&](IDirect3DSurface9* to) {
-        return device->StretchRect(source.get(), nullptr, to, nullptr, D3DTEXF_NONE);
-    };
+TEST_F(HookD3DTest, ADeviceMadeLaterReachesTheListenerWhichTheOriginalRunsBeforeOrAfterOrNever) {
+    const uint32_t red = 0xC80A0Au, blue = 0x0A0AC8u;
+    // The destination as the listener sees it and afterwards, and the HRESULT for a destination
+    // the system refuses; a value that is no mode means never.
+    const struct {
+        uint32_t mode;
+        uint32_t seen;
+        uint32_t after;
+        HRESULT refused;
+    } modes[] = {{HookD3D::eCallOriginalNever, blue, blue, D3D_OK},
+                 {HookD3D::eCallOriginalBefore, red, red, D3DERR_INVALIDCALL},
+                 {HookD3D::eCallOriginalAfter, blue, red, D3DERR_INVALIDCALL},
+                 {7, blue, blue, D3D_OK}};
+    for (const auto& m : modes) {
+        Recorder recorder;
+        HookD3D::setStretchRectListener(&recorder);
+        ASSERT_EQ(HookD3D::installStretchRectHook(m.mode).code(), VXError::eNoError);
+        if (!device)
+            makeSurfaces();  // after the interception went in
+        ASSERT_TRUE(d3dtest::fill(device.get(), dest.get(), kBlue));
+        EXPECT_EQ(stretch(dest.get()), D3D_OK) << m.mode;
+        EXPECT_EQ(recorder.firstDestPixel, m.seen) << m.mode;
+        EXPECT_EQ(d3dtest::pixelAt(device.get(), dest.get(), 1, 1), m.after) << m.mode;
+        EXPECT_EQ(stretch(sysmem.get()), m.refused) << m.mode;
+        EXPECT_EQ(recorder.calls, 2) << "the patch is back after calling the original, mode " << m.mode;
+        EXPECT_EQ(recorder.lastSource, source.get());
+        ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+        EXPECT_EQ(stretch(sysmem.get()), D3DERR_INVALIDCALL) << "removed: the system's own call again";
+        EXPECT_EQ(recorder.calls, 2) << "a listener still registered hears nothing once removed";
+    }
+}
 
-    EXPECT_EQ(stretch(dest.get()), D3D_OK);
-    EXPECT_EQ(recorder.calls, 1);
-    EXPECT_EQ(recorder.lastSource, source.get());
-    EXPECT_EQ(d3dtest::pixelAt(device.get(), dest.get(), 1, 1), 0x0A0AC8u)
-        << "the system's copy must not run";
-    // The system refuses a system-memory destination; intercepted, it never sees the call.
-    EXPECT_EQ(stretch(sysmem.get()), D3D_OK);
-
-    ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
-    recorder.calls = 0;
-    EXPECT_EQ(stretch(dest.get()), D3D_OK);
-    EXPECT_EQ(recorder.calls, 0) << "a listener still registered hears nothing once removed";
-    EXPECT_EQ(d3dtest::pixelAt(device.get(), dest.get(), 1, 1), 0xC80A0Au);
-    EXPECT_EQ(stretch(sysmem.get()), D3DERR_INVALIDCALL);
+TEST(HookWithJMP, RefusesUseBeforePrepareAndCodeItCannotReach) {
+    HookWithJMP hook;
+    EXPECT_EQ(hook.hook().code(), VXError::ePreconditionFailed);
+    EXPECT_EQ(hook.unhook().code(), VXError::ePreconditionFailed);
+    // Reserved but not committed: VirtualProtect refuses it.
+    void* reserved = VirtualAlloc(nullptr, 4096, MEM_RESERVE, PAGE_NOACCESS);
+    const VXResult result = hook.prepare(reserved, reinterpret_cast<const void*>(&headOf));
+    EXPECT_NE(result.message().toUtf8().find("Method \"VirtualProtect\" returned Win32 error"),
+              std::string::npos);
+    EXPECT_EQ(hook.target(), nullptr) << "a refused prepare records no target";
+    VirtualFree(reserved, 0, MEM_RELEASE);
 }

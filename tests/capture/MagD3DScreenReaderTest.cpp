@@ -73,6 +73,34 @@ TEST_F(ReaderWindows, SetupMakesHiddenWindowsThatFollowTheRectangle) {
     EXPECT_FALSE(IsWindow(host));
 }
 
+TEST_F(ReaderWindows, SameSetupReturnsEarlyAndAFailedSetupLeavesNoWindows) {
+    MagD3DScreenReader reader;
+    const auto image = makeImage(320, 240);
+    const auto other = makeImage(320, 240);
+    ASSERT_EQ(reader.setup(kRect, image).code(), VXError::eNoError);
+    HWND host = reader.getHostWindow();
+    // Moved behind the reader's back: the same rectangle and image leave it there, another image
+    // of the same size does not.
+    SetWindowPos(host, nullptr, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+    ASSERT_EQ(reader.setup(kRect, image).code(), VXError::eNoError);
+    EXPECT_TRUE(windowAt(host, RECT{0, 0, 320, 240})) << "the same setup does nothing";
+    ASSERT_EQ(reader.setup(kRect, other).code(), VXError::eNoError);
+    EXPECT_TRUE(windowAt(host, RECT{40, 30, 360, 270}));
+
+    // The control gone and its class unregistered: the next setup fails and takes the host too.
+    DestroyWindow(reader.getMagnifierControl());
+    getMagnificationDll()->magUninitialize()();
+    const VXResult failed = reader.setup(VXRect(0, 0, 100, 50), makeImage(100, 50));
+    ASSERT_TRUE(getMagnificationDll()->magInitialize()());
+    EXPECT_EQ(text(failed).rfind("Method \"CreateWindow\" returned Win32 error [1411]", 0), 0u)
+        << text(failed);
+    EXPECT_FALSE(IsWindow(host));
+    EXPECT_EQ(reader.getHostWindow(), nullptr);
+    // The last good rectangle and image again: the windows are made anew, not skipped.
+    ASSERT_EQ(reader.setup(kRect, other).code(), VXError::eNoError);
+    EXPECT_TRUE(IsWindow(reader.getMagnifierControl()));
+}
+
 TEST_F(ReaderWindows, FilterListIsSentOnlyWhenItChangesAndWithinTheLimit) {
     MagD3DScreenReader reader;
     ASSERT_EQ(reader.setup(kRect, makeImage(320, 240)).code(), VXError::eNoError);

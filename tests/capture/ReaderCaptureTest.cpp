@@ -55,7 +55,6 @@ TEST_F(ReaderCapture, WindowsAppearWithTheirPixels) {
     EXPECT_EQ(at(kNeither), desktop());
     EXPECT_EQ(at(POINT{200, kLower.bottom - 1}), rgb(kRed));  // the window's last row
     EXPECT_EQ(at(POINT{200, kLower.bottom}), desktop());
-    EXPECT_FALSE(reader->isStabilizationTimedOut());
 }
 
 TEST_F(ReaderCapture, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
@@ -114,16 +113,30 @@ TEST_F(ReaderCapture, ChangingContentTimesOutAndKeepsTheLastReadback) {
     EXPECT_EQ(at(kLowerOnly), rgb(kRed)) << "the rest of the picture is there";
 }
 
-TEST_F(ReaderCapture, BlackContentAndAMissingInterceptionAreReported) {
-    {
-        ScopedVariable black(L"VXMAG_RENDER", L"black");
-        VXResult result = reader->readScreen();
-        EXPECT_EQ(result.code(), VXError::eVerifyFailed);
-        EXPECT_EQ(text(result).rfind("All captured pixels are black at MagD3DScreenReader::readScreen", 0),
-                  0u)
-            << text(result);
-        EXPECT_EQ(at(kLowerOnly), 0u) << "the black picture is still copied";
+TEST_F(ReaderCapture, FailuresOfTheMagnifierAndOfTheNotificationAreReported) {
+    // Each stand-in switch, and how readScreen reports the failure it causes.
+    const struct {
+        const wchar_t* variable;
+        const wchar_t* value;
+        int32_t code;
+        const char* message;
+    } cases[] = {
+        {L"VXMAG_RENDER", L"black", VXError::eVerifyFailed,
+         "All captured pixels are black at MagD3DScreenReader::readScreen"},
+        // A render target format the stand-in refuses: MagSetWindowSource returns FALSE.
+        {L"VXMAG_FORMAT", L"1", VXError::eSomeError,
+         "Method \"MagSetWindowSource\" returned Win32 error [2000]"},
+        // A surface the notification refuses (R5G6B5): its failure comes out of readScreen.
+        {L"VXMAG_FORMAT", L"23", VXError::eUnexpected, "Unexpected src surface format (23) at "},
+    };
+    for (const auto& c : cases) {
+        ScopedVariable variable(c.variable, c.value);
+        const VXResult result = reader->readScreen();
+        EXPECT_EQ(result.code(), c.code) << text(result);
+        EXPECT_EQ(text(result).rfind(c.message, 0), 0u) << text(result);
     }
+    EXPECT_EQ(at(kLowerOnly), 0u) << "the black picture is still copied";
+
     ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
     VXResult result = reader->readScreen();
     EXPECT_EQ(result.code(), VXError::eUnexpected);

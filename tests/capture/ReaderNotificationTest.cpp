@@ -131,3 +131,34 @@ TEST_F(ReaderNotification, CompareAndCopyLookAtEveryPixelIgnoringAlpha) {
                   .rfind("Surfaces different in size or format at ", 0),
               0u);
 }
+
+TEST_F(ReaderNotification, ReadbackSurfaceIsKeptOnlyForItsDeviceAndFailuresComeBack) {
+    D3DSURFACE_DESC desc = {};
+    ASSERT_TRUE(SUCCEEDED(target->GetDesc(&desc)));
+    C_ComPtr<IDirect3DSurface9> surface;
+    ASSERT_EQ(MagD3DScreenReader::readbackOnce(device.get(), target.get(), &desc, surface).code(),
+              VXError::eNoError);
+    const C_ComPtr<IDirect3DSurface9> first = surface;  // held, so no new surface can take its address
+    ASSERT_EQ(MagD3DScreenReader::readbackOnce(device.get(), target.get(), &desc, surface).code(),
+              VXError::eNoError);
+    EXPECT_EQ(surface.get(), first.get()) << "reused on the same device";
+
+    C_ComPtr<IDirect3DDevice9> other = d3dtest::makeDevice();
+    ASSERT_TRUE(other);
+    C_ComPtr<IDirect3DSurface9> otherTarget = d3dtest::makeRenderTarget(other.get(), kWidth, kHeight);
+    ASSERT_TRUE(otherTarget && d3dtest::fill(other.get(), otherTarget.get(), kTeal));
+    ASSERT_EQ(MagD3DScreenReader::readbackOnce(other.get(), otherTarget.get(), &desc, surface).code(),
+              VXError::eNoError);
+    C_ComPtr<IDirect3DDevice9> owner;
+    ASSERT_TRUE(SUCCEEDED(surface->GetDevice(owner.put())));
+    EXPECT_EQ(owner.get(), other.get()) << "a surface of the earlier device is not reused";
+
+    // A format no surface can have: the readback surface cannot be made.
+    D3DSURFACE_DESC unknown = desc;
+    unknown.Format = D3DFMT_UNKNOWN;
+    IDirect3DSurface9* result = nullptr;
+    const VXResult failed = reader->stableReadback(device.get(), target.get(), &unknown, 500, result);
+    EXPECT_EQ(text(failed).rfind("Method \"CreateOffscreenPlainSurface\" returned HRESULT [", 0), 0u)
+        << text(failed);
+    EXPECT_EQ(result, nullptr);
+}

@@ -17,6 +17,8 @@
 #include "MagnificationDll.h"
 #include "VXImage.h"
 #include "VXRect.h"
+#include "image/ImageTestSupport.h"
+#include "support/ResultText.h"
 #include "support/win32/SolidWindow.h"
 
 inline void pumpMessages() {
@@ -25,10 +27,6 @@ inline void pumpMessages() {
         TranslateMessage(&msg);
         DispatchMessageW(&msg);
     }
-}
-
-inline std::string text(const VXResult& result) {
-    return result.message().toUtf8();
 }
 
 class ScreenFixture : public ::testing::Test {
@@ -53,10 +51,8 @@ protected:
 
     // An image of `width` x `height` filled with 0x5A bytes, so untouched pixels show.
     static std::shared_ptr<VXImage> makeImage(int32_t width, int32_t height, int32_t bitDepth = 32) {
-        std::shared_ptr<VXImage> image;
-        if (VXImage::create(width, height, bitDepth, image).isError() || image->allocate().isError())
-            return nullptr;
-        std::memset(image->getBits(), 0x5A, static_cast<size_t>(image->getImageSize()));
+        auto image = imagetest::makeImage(width, height, bitDepth);
+        imagetest::fillBytes(*image, 0x5A);
         return image;
     }
     // A visible, topmost, borderless window painted in `color`, above those made before it.

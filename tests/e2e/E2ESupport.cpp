@@ -1,5 +1,7 @@
 #include "E2ESupport.h"
 
+#include <gtest/gtest.h>
+
 #include "support/win32/SolidWindow.h"
 
 namespace e2e {
@@ -12,17 +14,29 @@ constexpr DWORD kReadyTimeoutMs = 10000;
 }  // namespace
 
 VXString stageServer(const char16_t* folder, bool withMagnifier) {
+    // The folder is this run's own: a server of an earlier run may still hold its executable.
+    // Wine hands out the same few process ids run after run, so the start time names the run.
+    static const uint32_t run = static_cast<uint32_t>(GetTickCount64());
     const VXString bin = Vistrel::executableFolder();
-    const VXString target = bin + VXString(folder) + VXString(u"\\");
-    CreateDirectoryW(target.wstr(), nullptr);
+    const VXString target = bin + vxFormat(u"%s-%u\\", VXString(folder), run);
+    auto failed = [&](const char* step, const VXString& path) {
+        const DWORD error = GetLastError();
+        ADD_FAILURE() << step << " \"" << path.toUtf8() << "\" failed, Win32 error " << error;
+        return VXString();
+    };
+    if (!CreateDirectoryW(target.wstr(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS)
+        return failed("CreateDirectoryW", target);
+    // A file already there was staged earlier in this run, and a server may be running it.
+    auto copy = [&](const char16_t* name) {
+        return CopyFileW((bin + VXString(name)).wstr(), (target + VXString(name)).wstr(), TRUE) ||
+               GetLastError() == ERROR_FILE_EXISTS;
+    };
     const VXString server = target + VXString(u"Vistrel.exe");
-    CopyFileW((bin + VXString(u"Vistrel.exe")).wstr(), server.wstr(), FALSE);
-    const VXString magnifier = target + VXString(u"Magnification.dll");
-    if (withMagnifier) {
-        CopyFileW((bin + VXString(u"Magnification.dll")).wstr(), magnifier.wstr(), FALSE);
-    } else {
-        DeleteFileW(magnifier.wstr());
-    }
+    if (!copy(u"Vistrel.exe"))
+        return failed("CopyFileW", server);
+    // A folder without the stand-in never had it copied in.
+    if (withMagnifier && !copy(u"Magnification.dll"))
+        return failed("CopyFileW", target + VXString(u"Magnification.dll"));
     return server;
 }
 

@@ -17,7 +17,8 @@
 
 namespace e2e {
 
-// A folder beside the test holding Vistrel.exe (and the stand-in when asked); the server's path.
+// A folder of this run beside the test holding Vistrel.exe (and the stand-in when asked); the
+// server's path, or empty after a failure the test has been told of.
 VXString stageServer(const char16_t* folder, bool withMagnifier);
 
 // Runs a program and waits; its exit code, or ~0u on failure.

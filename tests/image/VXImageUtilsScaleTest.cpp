@@ -38,6 +38,9 @@ TEST(VXImageUtilsScaleUpFast50, DestinationOnePixelShortOrSourceNot32BitFails) {
         EXPECT_TRUE(log.contains(expected)) << expected;
         EXPECT_EQ(get32(*dst, 0, 0), 0xCDCDCDCDu);
     }
+    const auto dst = makeImage(6, 4, 32);
+    EXPECT_EQ(VXImageUtils::scaleUpFast50(makeImage(3, 2, 24), dst).code(), VXError::eBadFormat);
+    EXPECT_TRUE(log.contains("### only supports 32 bit images: source[24] ###"));
 }
 
 TEST(VXImageUtilsScale, NearestPixelCentresBetweenRectangles) {

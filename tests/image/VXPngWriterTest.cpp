@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -94,7 +95,10 @@ TEST(VXPngWriter, SavedViewStepsByItsParentsStride) {
     imagetest::fillRandom(*parent, 41);
     auto view = std::make_shared<VXSubImage>();
     ASSERT_TRUE(view->initialize(parent, VXRect(1, 1, 4, 3)).isSuccess());
-    const std::filesystem::path file = std::filesystem::temp_directory_path() / "vx_imageutils_save.png";
+    // A name of this run's own: the temporary folder is shared with other runs.
+    const std::filesystem::path file =
+        std::filesystem::temp_directory_path() /
+        ("vx_imageutils_save_" + std::to_string(std::random_device{}()) + ".png");
     ASSERT_TRUE(VXImageUtils::saveToFile(view, VXString::fromUtf8(file.string())).isSuccess());
     std::ifstream in(file, std::ios::binary);
     const std::vector<uint8_t> png((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());

@@ -6,6 +6,7 @@
 #include "SerializeUtils.h"
 #include "VXChecks.h"
 #include "VistrelExchange.h"
+#include "image/ImageTestSupport.h"
 
 namespace {
 
@@ -23,10 +24,8 @@ struct Block {
 
 // Pixel bytes counting up from first; row padding holds 0xEE.
 std::shared_ptr<VXImage> makeImage(int32_t width, int32_t height, int32_t depth, uint8_t first = 1) {
-    std::shared_ptr<VXImage> image;
-    EXPECT_TRUE(VXImage::create(width, height, depth, image).isSuccess());
-    EXPECT_TRUE(image->allocate().isSuccess());
-    std::memset(image->getBits(), 0xEE, static_cast<size_t>(image->getImageSize()));
+    auto image = imagetest::makeImage(width, height, depth);
+    imagetest::fillBytes(*image, 0xEE);
     uint8_t value = first;
     for (int32_t y = 0; y < height; ++y) {
         for (int32_t i = 0; i < width * image->getBytesPerPixel(); ++i)

@@ -16,33 +16,31 @@ VXResult createFrom(const char16_t* commandLine, std::shared_ptr<Params>& params
                           Vistrel::kWaitResultPrefix, Vistrel::kResultPrefix, params);
 }
 
-TEST(VistrelParams, CommandLineRoundTrip) {
+TEST(VistrelParams, CommandLinesParseBackToTheirRectangleIdentifierAndMode) {
+    const struct {
+        VXRect rect;
+        const char16_t* guid;
+        bool unitTest;
+        const char* line;
+    } cases[] = {
+        {VXRect(0, 0, 1920, 1080), u"1234", true, "\"/cr 0,0,1920,1080\" \"/g 1234\" \"/ut\""},
+        {VXRect(-1920, -8, 0, 1072), u"{6F9619FF-8B86}", false,
+         "\"/cr -1920,-8,0,1072\" \"/g {6F9619FF-8B86}\""},
+    };
+    for (const auto& c : cases) {
+        VXString line;
+        ASSERT_TRUE(Params::makeCommandLine(c.rect, c.guid, c.unitTest, line).isSuccess());
+        EXPECT_EQ(utf8(line), c.line);
+        std::shared_ptr<Params> params;
+        ASSERT_TRUE(createFrom(line.c_str(), params).isSuccess());
+        EXPECT_EQ(params->captureRect, c.rect);
+        EXPECT_EQ(params->guid, VXString(c.guid));
+        EXPECT_EQ(params->unitTestMode, c.unitTest);
+        EXPECT_EQ(params->eventStartName, VXString(u"Start_") + VXString(c.guid));
+        EXPECT_EQ(params->imageName, VXString(u"FMO_Image_") + VXString(c.guid));
+        EXPECT_EQ(params->resultName, VXString(u"FMO_Result_") + VXString(c.guid));
+    }
     VXString line;
-    ASSERT_TRUE(Params::makeCommandLine(VXRect(0, 0, 1920, 1080), u"1234", true, line).isSuccess());
-    EXPECT_EQ(utf8(line), "\"/cr 0,0,1920,1080\" \"/g 1234\" \"/ut\"");
-
-    std::shared_ptr<Params> params;
-    ASSERT_TRUE(createFrom(line.c_str(), params).isSuccess());
-    ASSERT_TRUE(params);
-    EXPECT_EQ(params->captureRect, VXRect(0, 0, 1920, 1080));
-    EXPECT_EQ(utf8(params->guid), "1234");
-    EXPECT_TRUE(params->unitTestMode);
-    EXPECT_EQ(utf8(params->eventStartName), "Start_1234");
-    EXPECT_EQ(utf8(params->imageName), "FMO_Image_1234");
-    EXPECT_EQ(utf8(params->resultName), "FMO_Result_1234");
-}
-
-TEST(VistrelParams, WithoutTestModeAndWithNegativeEdges) {
-    VXString line;
-    ASSERT_TRUE(
-        Params::makeCommandLine(VXRect(-1920, -8, 0, 1072), u"{6F9619FF-8B86}", false, line).isSuccess());
-    EXPECT_EQ(utf8(line), "\"/cr -1920,-8,0,1072\" \"/g {6F9619FF-8B86}\"");
-    std::shared_ptr<Params> params;
-    ASSERT_TRUE(createFrom(line.c_str(), params).isSuccess());
-    EXPECT_EQ(params->captureRect, VXRect(-1920, -8, 0, 1072));
-    EXPECT_FALSE(params->unitTestMode);
-    EXPECT_EQ(utf8(params->resultName), "FMO_Result_{6F9619FF-8B86}");
-
     const VXResult r = Params::makeCommandLine(VXRect(), nullptr, false, line);
     EXPECT_EQ(r.code(), VXError::eBadParameter);
     EXPECT_NE(utf8(r.message()).find("Parameter check \"guid\" failed"), std::string::npos);

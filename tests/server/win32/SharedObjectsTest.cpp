@@ -3,20 +3,16 @@
 #include "ObjectsTestParams.h"
 #include "VistrelSharedObjects.h"
 #include "support/LogCapture.h"
+#include "support/ResultText.h"
 #include "support/win32/ChildProcess.h"
 
 namespace {
 
 using Vistrel::SharedObjects;
 
-constexpr uint32_t kFullHdImageBlock = 8311808;
 constexpr uint32_t kPage = 4096;
 constexpr uint32_t kPeerTimeoutMs = 15000;
 constexpr uint32_t kEchoBytes = 16;
-
-std::string text(const VXResult& r) {
-    return r.message().toUtf8();
-}
 
 bool mappingExists(const VXString& name) {
     HANDLE h = OpenFileMappingW(FILE_MAP_READ, FALSE, name.wstr());
@@ -37,14 +33,16 @@ bool mapsAtSize(const VXString& name, uint32_t size) {
     return view != nullptr;
 }
 
-TEST(VistrelSharedObjects, FullHdImageBlockIsMappedAt8311808Bytes) {
+TEST(VistrelSharedObjects, BlocksAreMappedAtTheirFullSizes) {
     const auto params = paramsFor(VXRect(0, 0, 1920, 1080), uniqueGuid());
     ASSERT_TRUE(params);
+    const uint32_t imageBlock =
+        Vistrel::imageBlockSize(params->captureRect);  // the formula: VistrelParamsTest
     std::shared_ptr<SharedObjects> objects;
     ASSERT_TRUE(SharedObjects::create(*params, objects).isSuccess());
-    EXPECT_TRUE(mapsAtSize(params->imageName, kFullHdImageBlock));
-    EXPECT_FALSE(mapsAtSize(params->imageName, kFullHdImageBlock + kPage));
-    objects->shMemImage->view[kFullHdImageBlock - 1] = 1;  // the whole block is writable
+    EXPECT_TRUE(mapsAtSize(params->imageName, imageBlock));
+    EXPECT_FALSE(mapsAtSize(params->imageName, imageBlock + kPage));
+    objects->shMemImage->view[imageBlock - 1] = 1;  // the whole block is writable
     EXPECT_TRUE(mapsAtSize(params->resultName, 8192));
     EXPECT_FALSE(mapsAtSize(params->resultName, 8192 + kPage));
 }

@@ -3,14 +3,11 @@
 #include "ObjectsTestParams.h"
 #include "SharedProcessMemory.h"
 #include "support/LogCapture.h"
+#include "support/ResultText.h"
 
 namespace {
 
 constexpr uint32_t kPage = 4096;
-
-std::string text(const VXResult& r) {
-    return r.message().toUtf8();
-}
 
 std::string lineWith(const LogCapture& log, const std::string& part) {
     for (const std::string& line : log.bodies()) {
@@ -39,9 +36,8 @@ TEST(SharedProcessMemory, ChecksArgumentsAndWarnsOfEachFailedReleaseStep) {
     void* notAView = VirtualAlloc(nullptr, kPage, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
     ASSERT_NE(notAView, nullptr);
     memory->view = static_cast<uint8_t*>(notAView);
-    HANDLE closed = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    CloseHandle(closed);
-    memory->mapping = closed;
+    // Far above any handle value a process is given, so it can never name a live object.
+    memory->mapping = reinterpret_cast<HANDLE>(static_cast<uintptr_t>(0x7FFFFFF0));
     LogCapture log;
     memory.reset();
     const std::string unmap = lineWith(log, "Method \"UnmapViewOfFile\" returned Win32 error [");
