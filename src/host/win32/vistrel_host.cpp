@@ -12,6 +12,8 @@ struct VistrelHost {
     Vistrel::Capture capture;
     VXString text;
     VXString lastError;
+    VXString logText;
+    VXString lastDump;
 };
 
 namespace {
@@ -94,4 +96,50 @@ extern "C" const wchar_t* vistrel_host_last_error(const VistrelHost* h) {
 
 extern "C" void vistrel_host_close(VistrelHost* h) {
     delete h;
+}
+
+extern "C" int32_t vistrel_host_start_with_log(const wchar_t* serverPath, int32_t left, int32_t top,
+                                               int32_t right, int32_t bottom, int32_t unitTestMode,
+                                               const wchar_t* logPath, VistrelLogCallback callback,
+                                               void* context, VistrelHost** host) {
+    if (host == nullptr)
+        return VXError::eBadParameter;
+    *host = nullptr;
+    auto* h = new (std::nothrow) VistrelHost;
+    if (h == nullptr)
+        return VXError::eNoMemory;
+    Vistrel::HostOptions options;
+    options.captureRect = VXRect(left, top, right, bottom);
+    if (serverPath != nullptr)
+        options.serverPath = VXString::fromWide(serverPath);
+    options.unitTestMode = unitTestMode != 0;
+    if (logPath != nullptr)
+        options.logPath = VXString::fromWide(logPath);
+    if (callback != nullptr) {
+        options.logCallback = [callback, context](std::string_view line, bool fromHost) {
+            const std::string text(line);
+            callback(context, text.c_str(), fromHost ? 1 : 0);
+        };
+    }
+    const int32_t code = remember(h, Vistrel::Host::start(options, h->host));
+    *host = h;
+    return code;
+}
+
+extern "C" int32_t vistrel_host_log_result(VistrelHost* h, const wchar_t** text) {
+    if (h == nullptr)
+        return VXError::eBadParameter;
+    const VXResult r = h->host ? h->host->logResult() : VXResult(VXError::eNoError);
+    h->logText = r.isError() ? r.message() : VXString();
+    if (text != nullptr)
+        *text = h->logText.wstr();
+    return r.code();
+}
+
+extern "C" const wchar_t* vistrel_host_last_dump(VistrelHost* h) {
+    if (h == nullptr || !h->host)
+        return L"";
+    const std::vector<VXString> dumps = h->host->dumpFiles();
+    h->lastDump = dumps.empty() ? VXString() : dumps.back();
+    return h->lastDump.wstr();
 }

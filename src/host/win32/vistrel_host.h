@@ -37,6 +37,22 @@ const wchar_t* vistrel_host_last_error(const VistrelHost* host);
 const wchar_t* vistrel_host_last_text(const VistrelHost* host);
 void vistrel_host_close(VistrelHost* host);
 
+/* The server's log, opt-in. Each line (UTF-8, no line end) is given to the callback on the
+ * log's own thread; fromHost is 1 for the lines the host library adds. */
+typedef void (*VistrelLogCallback)(void* context, const char* line, int32_t fromHost);
+/* vistrel_host_start, also collecting the server's debug output: appended to logPath (UTF-8,
+ * may be null; crash dumps beside it as <logPath>.1.dmp, ...) and/or given to callback (may
+ * be null). That another reader holds the debug output is no failure of the start: see
+ * vistrel_host_log_result. */
+int32_t vistrel_host_start_with_log(const wchar_t* serverPath, int32_t left, int32_t top, int32_t right,
+                                    int32_t bottom, int32_t unitTestMode, const wchar_t* logPath,
+                                    VistrelLogCallback callback, void* context, VistrelHost** host);
+/* 2000 while the log is collected (or none was asked for); 2029 when another reader holds the
+ * debug output, with the reason in *text (valid until the host is closed; may be null). */
+int32_t vistrel_host_log_result(VistrelHost* host, const wchar_t** text);
+/* The path of the last crash dump written beside the log, or "" when there is none. */
+const wchar_t* vistrel_host_last_dump(VistrelHost* host);
+
 #ifdef __cplusplus
 }
 #endif
