@@ -14,6 +14,7 @@
 #include "ServerLogText.h"
 #include "VXDumpText.h"
 #include "VistrelExchange.h"
+#include "vistrel_host.h"
 
 namespace {
 
@@ -248,6 +249,11 @@ TEST(ServerLog, ACrashOnTheCapturePathLeavesItsLinesAndADumpBesideTheLog) {
         static_cast<unsigned>(blocks[0].text.size()));
 }
 
+void collectLine(void* context, const char* line, int32_t fromHost) {
+    static_cast<std::vector<std::pair<std::string, bool>>*>(context)->emplace_back(line, fromHost != 0);
+}
+
+// The second host comes through the C interface, as a host in another language would.
 TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
     const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
     Vistrel::HostOptions options;
@@ -259,22 +265,32 @@ TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
     ASSERT_TRUE(Vistrel::Host::start(options, first).isSuccess());
     EXPECT_TRUE(first->logResult().isSuccess()) << first->logResult().message().toUtf8();
 
-    options.logPath = freshLog(u"second.log");
-    std::unique_ptr<Vistrel::Host> second;
-    ASSERT_TRUE(Vistrel::Host::start(options, second).isSuccess());
-    const VXResult taken = second->logResult();
-    EXPECT_EQ(taken.code(), 2029);
-    EXPECT_NE(taken.message().toUtf8().find("held by another reader"), std::string::npos)
-        << taken.message().toUtf8();
+    std::vector<std::pair<std::string, bool>> secondLines;
+    VistrelHost* second = nullptr;
+    ASSERT_EQ(vistrel_host_start_with_log(server.wstr(), 0, 0, 32, 32, 1, nullptr, collectLine, &secondLines,
+                                          &second),
+              2000)
+        << vistrel_host_last_error(second);
+    const wchar_t* reason = nullptr;
+    EXPECT_EQ(vistrel_host_log_result(second, &reason), 2029);
+    const std::string why = VXString::fromWide(reason).toUtf8();
+    EXPECT_EQ(why.rfind("The debug output buffer is held by another reader", 0), 0u) << why;
 
-    for (Vistrel::Host* host : {first.get(), second.get()}) {
-        Vistrel::Capture capture;
-        ASSERT_TRUE(host->capture({}, false, capture).isSuccess());
-        EXPECT_EQ(capture.result.code, 2000);
-    }
-    second.reset();
-    EXPECT_NE(readAll(options.logPath).find("[host] The debug output buffer is held by another reader"),
-              std::string::npos);
+    Vistrel::Capture capture;
+    ASSERT_TRUE(first->capture({}, false, capture).isSuccess());
+    EXPECT_EQ(capture.result.code, 2000);
+    VistrelFrame frame{};
+    EXPECT_EQ(vistrel_host_capture(second, nullptr, 0, 0, 30000, &frame), 2000);
+    vistrel_host_close(second);
+    // Only the host's own lines: the reason first, the end last.
+    ASSERT_EQ(secondLines.size(), 3u);
+    EXPECT_NE(secondLines[0].first.find("[host] " + why), std::string::npos) << secondLines[0].first;
+    EXPECT_NE(secondLines[2].first.find("[host] Server ended with exit code 57005, terminated by the host"),
+              std::string::npos)
+        << secondLines[2].first;
+    for (const auto& line : secondLines)
+        EXPECT_TRUE(line.second) << line.first;
+
     // The first gives the buffer back when it is done: a later host collects again.
     first.reset();
     options.logPath = freshLog(u"third.log");

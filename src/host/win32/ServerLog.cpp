@@ -118,7 +118,7 @@ void ServerLog::serverEnded(const VXString& text) {
     _ended = true;
     if (_reader)
         _reader->waitUntilStopped(kDrainTimeoutMs);
-    hostLine(text);
+    enqueue_(Entry{ServerLogText::hostLine(text), true, true});
     drain_(kDrainTimeoutMs);
 }
 
@@ -164,6 +164,9 @@ void ServerLog::writerLoop_() {
                 true, batch);
         }
         for (const Entry& entry : entries) {
+            VXDumpText::Block unfinished;
+            if (entry.fromHost && entry.serverEnded && _scanner.finish(unfinished))
+                writeDump_(unfinished, batch);  // the server died while writing it
             if (entry.fromHost) {
                 writeLine_(entry.text, true, batch);
                 continue;

@@ -64,6 +64,7 @@ private:
     struct Entry {
         std::string text;  // the server's ANSI text, or the host's finished UTF-8 line
         bool fromHost = false;
+        bool serverEnded = false;  // the host's last line: a dump still open is cut short
     };
 
     ServerLog() = default;
