@@ -40,10 +40,29 @@ bool outputPath(const VXString& pattern, uint32_t index, uint32_t count, VXStrin
     return index == count;
 }
 
-
 int fail(const char* what, const VXResult& r) {
     std::printf("vistrel-grab: %s: (%d) %s\n", what, r.code(), utf8(r.message()).c_str());
     return 2;
+}
+
+// A server that stopped answering may be writing a crash dump into its log (that takes
+// seconds): let it finish before the host ends it, then say where the log and dumps went.
+constexpr uint32_t kCrashWriteWaitMs = 90000;
+
+void reportLog(Vistrel::Host& host, const GrabOptions& options) {
+    if (options.logPath.isEmpty())
+        return;
+    if (host.isRunning() && !host.logResult().isError()) {
+        std::printf("waiting up to %u s for the server to end\n", kCrashWriteWaitMs / 1000);
+        uint32_t exitCode = 0;
+        Vistrel::ResultRecord final;
+        if (host.waitForExit(kCrashWriteWaitMs, exitCode, final).isSuccess())
+            std::printf("server ended with exit code %u (0x%08X)\n", exitCode, exitCode);
+    }
+    host.terminate();
+    std::printf("log: %s\n", utf8(options.logPath).c_str());
+    for (const VXString& dump : host.dumpFiles())
+        std::printf("crash dump: %s\n", utf8(dump).c_str());
 }
 
 }  // namespace
@@ -73,12 +92,16 @@ int wmain(int argc, wchar_t** argv) {
     hostOptions.captureRect = options.rect;
     hostOptions.serverPath = options.serverPath;
     hostOptions.unitTestMode = options.unitTestMode;
+    hostOptions.logPath = options.logPath;
     std::unique_ptr<Vistrel::Host> host;
     const VXResult started = Vistrel::Host::start(hostOptions, host);
     if (started.isError())
         return fail("starting the server", started);
     std::printf("server pid %u, rectangle %s, identifier %s\n", host->processId(),
                 utf8(options.rect.toString()).c_str(), utf8(host->params().guid).c_str());
+    const VXResult logging = host->logResult();
+    if (logging.isError())
+        std::printf("log: only the host's lines: (%d) %s\n", logging.code(), utf8(logging.message()).c_str());
 
     int status = 0;
     uint64_t firstMicroseconds = 0;
@@ -86,8 +109,11 @@ int wmain(int argc, wchar_t** argv) {
     Vistrel::Capture capture;
     for (uint32_t i = 1; i <= options.count; ++i) {
         const VXResult exchanged = host->capture(excluded, options.cursor, capture);
-        if (exchanged.isError())
-            return fail("capture", exchanged);
+        if (exchanged.isError()) {
+            const int failed = fail("capture", exchanged);
+            reportLog(*host, options);
+            return failed;
+        }
         (i == 1 ? firstMicroseconds : laterMicroseconds) += capture.microseconds;
         std::printf("capture %u: (%d) %s%s%s\n", i, capture.result.code,
                     utf8(VXResult::codeName(capture.result.code)).c_str(),
@@ -117,5 +143,6 @@ int wmain(int argc, wchar_t** argv) {
     }
     std::printf("\n");
     host->terminate();
+    reportLog(*host, options);
     return status;
 }

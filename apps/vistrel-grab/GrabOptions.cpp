@@ -24,10 +24,11 @@ bool parseNumber(const wchar_t* text, uint64_t& value) {
 const char* GrabOptions::usage() {
     return "usage: vistrel-grab --rect L,T,R,B [--exclude HWND]... [--exclude-title TITLE]...\n"
            "                    [--cursor] [--count N] [--out FILE.png | --out PATTERN-%d.png]\n"
-           "                    [--server PATH\\Vistrel.exe] [--unit-test]\n"
+           "                    [--server PATH\\Vistrel.exe] [--unit-test] [--log FILE]\n"
            "Starts the capture server for the rectangle, asks it for N captures leaving out the\n"
            "given windows (by handle, or every top-level window with that exact title), prints\n"
-           "each result, its wait record and its time, and saves the images as PNG.\n";
+           "each result, its wait record and its time, and saves the images as PNG. With --log,\n"
+           "the server's log is appended to FILE and a crash dump is written beside it.\n";
 }
 
 VXResult GrabOptions::parse(int argc, const wchar_t* const* argv, GrabOptions& options) {
@@ -72,6 +73,9 @@ VXResult GrabOptions::parse(int argc, const wchar_t* const* argv, GrabOptions& o
             ++i;
         } else if (arg == u"--server") {
             options.serverPath = VXString::fromWide(value);
+            ++i;
+        } else if (arg == u"--log") {
+            options.logPath = VXString::fromWide(value);
             ++i;
         } else {
             return VXResult(VXError::eBadParameter, u"Unknown option %s", arg);

@@ -17,6 +17,8 @@ struct GrabOptions {
     // One path, or a pattern with %d for the capture number (1-based); empty: nothing saved.
     VXString output;
     VXString serverPath;
+    // The server's log with the host's lines; crash dumps go beside it.
+    VXString logPath;
     bool unitTestMode = false;
     bool help = false;
 

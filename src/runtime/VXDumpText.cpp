@@ -88,39 +88,60 @@ void VXDumpText::logText(const std::string& base64) {
     VX_LOG(VXLogLevel::eCritical, u"MDUMP END");
 }
 
+bool VXDumpText::Scanner::addLine(std::string_view rawLine, Block& finished) {
+    const std::string_view line = cutLineEnd(rawLine);
+    ++_lineNumber;
+    size_t at = line.find(kBeginMarker);
+    if (at != std::string_view::npos) {
+        const bool cutOff = _open;
+        if (cutOff)
+            finished = std::move(_current);
+        _current = Block();
+        _current.declaredLength = parseLength(line.substr(at + kBeginMarker.size()));
+        _current.firstLine = _lineNumber;
+        _open = true;
+        return cutOff;
+    }
+    if (!_open)
+        return false;
+    at = line.find(kPieceMarker);
+    if (at != std::string_view::npos) {
+        _current.text.append(line.substr(at + kPieceMarker.size()));
+        return false;
+    }
+    if (line.find(kEndMarker) == std::string_view::npos)
+        return false;
+    _current.complete = true;
+    _open = false;
+    finished = std::move(_current);
+    _current = Block();
+    return true;
+}
+
+bool VXDumpText::Scanner::finish(Block& unfinished) {
+    if (!_open)
+        return false;
+    _open = false;
+    unfinished = std::move(_current);
+    _current = Block();
+    return true;
+}
+
 std::vector<VXDumpText::Block> VXDumpText::findBlocks(std::string_view logText) {
     std::vector<Block> blocks;
-    bool open = false;
-    uint32_t lineNumber = 0;
+    Scanner scanner;
+    Block block;
     size_t start = 0;
     while (start < logText.size()) {
         size_t end = logText.find('\n', start);
         if (end == std::string_view::npos)
             end = logText.size();
-        const std::string_view line = cutLineEnd(logText.substr(start, end - start));
+        if (scanner.addLine(logText.substr(start, end - start), block))
+            blocks.push_back(std::move(block));
         start = end + 1;
-        ++lineNumber;
-
-        size_t at = line.find(kBeginMarker);
-        if (at != std::string_view::npos) {
-            blocks.emplace_back();
-            blocks.back().declaredLength = parseLength(line.substr(at + kBeginMarker.size()));
-            blocks.back().firstLine = lineNumber;
-            open = true;
-            continue;
-        }
-        if (!open)
-            continue;
-        at = line.find(kPieceMarker);
-        if (at != std::string_view::npos) {
-            blocks.back().text.append(line.substr(at + kPieceMarker.size()));
-            continue;
-        }
-        if (line.find(kEndMarker) != std::string_view::npos) {
-            blocks.back().complete = true;
-            open = false;
-        }
     }
+    if (scanner.finish(block))
+        blocks.push_back(std::move(block));
     return blocks;
 }
 

@@ -33,9 +33,24 @@ public:
     // "MDUMP BEGIN <length>", the text in pieces of at most kPieceLength, "MDUMP END".
     static void logText(const std::string& base64);
 
-    // Reader. Lines may carry anything (a log prefix) before the markers and may end in
-    // "\r". A block left open by a new "MDUMP BEGIN" or by the end of the text is reported
-    // as incomplete.
+    // Reader of a log as it is written, one line at a time. Lines may carry anything (a log
+    // prefix) before the markers and may end in "\r".
+    class Scanner {
+    public:
+        // True when this line ended a block ("MDUMP END") or left it open (a new "MDUMP
+        // BEGIN"); the block is then moved into `finished`.
+        bool addLine(std::string_view line, Block& finished);
+        // True when a block is still open at the end of the text; it is moved into `unfinished`.
+        bool finish(Block& unfinished);
+
+    private:
+        Block _current;
+        bool _open = false;
+        uint32_t _lineNumber = 0;
+    };
+
+    // Every block of a whole log. A block left open by a new "MDUMP BEGIN" or by the end of
+    // the text is reported as incomplete.
     static std::vector<Block> findBlocks(std::string_view logText);
     // Checks the length, decodes the Base64 text and inflates it.
     static VXResult decodeBlock(const Block& block, std::vector<uint8_t>& dump);

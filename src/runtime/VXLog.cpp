@@ -87,14 +87,21 @@ void VXLog::logComError(int32_t hr, const VXSourceLocation& site) {
 
 void VXLog::logCommandLine(int argc, const char16_t* const* argv) {
     VX_LOG(VXLogLevel::eInfo, u"Commandline args: <%d>", argc);
+    for (const VXString& arg : visibleArguments(argc, argv))
+        VX_LOG(VXLogLevel::eInfo, u"\t%s", arg);
+}
+
+std::vector<VXString> VXLog::visibleArguments(int argc, const char16_t* const* argv) {
+    std::vector<VXString> visible;
     for (int i = 0; argv != nullptr && i < argc; ++i) {
         const VXString arg(argv[i]);
         if (arg.equalsNoCase(u"/SessionKey")) {
             ++i;  // the key's value stays out of the log too
             continue;
         }
-        VX_LOG(VXLogLevel::eInfo, u"\t%s", arg);
+        visible.push_back(arg);
     }
+    return visible;
 }
 
 void VXLog::logStartBanner(ILogTarget& target) {

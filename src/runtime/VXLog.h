@@ -91,6 +91,8 @@ public:
     static void logComError(int32_t hr, const VXSourceLocation& site);
     // "/SessionKey" and the argument after it never reach the log.
     static void logCommandLine(int argc, const char16_t* const* argv);
+    // The arguments logCommandLine shows, in order.
+    static std::vector<VXString> visibleArguments(int argc, const char16_t* const* argv);
     static void logStartBanner(ILogTarget& target);
     // Resolves this thread's pending repeats.
     static void flush();

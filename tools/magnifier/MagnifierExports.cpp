@@ -1,6 +1,7 @@
 // The exported functions of the stand-in Magnification.dll and the window procedure of the
 // "Magnifier" control class; the work is done by MagControl.
 #include "MagControl.h"
+#include "RenderSwitches.h"
 
 #include <windows.h>
 
@@ -11,6 +12,8 @@ constexpr wchar_t kControlClass[] = L"Magnifier";
 // for the caller, as with the system control.
 constexpr int kStateSlot = 0;
 constexpr int kExtraBytes = sizeof(LONG_PTR);
+// Where the fault switch writes: volatile, so that the compiler keeps a plain store there.
+volatile uintptr_t gFaultAddress = 0x10;
 
 // The module handle of this DLL, whatever name it was loaded under.
 HINSTANCE thisModule() {
@@ -78,7 +81,7 @@ BOOL WINAPI MagInitialize() {
 BOOL WINAPI MagUninitialize() {
     // Fails only while controls still exist, which is the caller's mistake to find.
     UnregisterClassW(kControlClass, thisModule());
-    return TRUE;
+    return finish(uninitializeFailure());
 }
 
 BOOL WINAPI MagSetWindowFilterList(HWND window, DWORD mode, int count, HWND* windows) {
@@ -101,6 +104,8 @@ int WINAPI MagGetWindowFilterList(HWND window, DWORD* mode, int count, HWND* win
 }
 
 BOOL WINAPI MagSetWindowSource(HWND window, RECT source) {
+    if (faultInWindowSource())
+        *reinterpret_cast<volatile int*>(gFaultAddress) = 1;
     MagControl* control = MagControl::from(window);
     return finish(control == nullptr ? ERROR_INVALID_WINDOW_HANDLE : control->render(source));
 }

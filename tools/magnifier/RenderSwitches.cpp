@@ -7,6 +7,8 @@ namespace {
 constexpr wchar_t kRenderVariable[] = L"VXMAG_RENDER";
 constexpr wchar_t kFormatVariable[] = L"VXMAG_FORMAT";
 constexpr wchar_t kFilterLimitVariable[] = L"VXMAG_FILTER_LIMIT";
+constexpr wchar_t kFaultSourceVariable[] = L"VXMAG_FAULT_SOURCE";
+constexpr wchar_t kFailUninitializeVariable[] = L"VXMAG_FAIL_UNINITIALIZE";
 constexpr wchar_t kRenderBlack[] = L"black";
 constexpr wchar_t kRenderChanging[] = L"changing";
 // The system library's own limit is undocumented; the server only needs some limit to exist.
@@ -52,4 +54,19 @@ int filterListLimit() {
         return static_cast<int>(number);
     }
     return kDefaultFilterListLimit;
+}
+
+bool faultInWindowSource() {
+    wchar_t value[kValueChars];
+    long number = 0;
+    return readVariable(kFaultSourceVariable, value) && parseNumber(value, number) && number != 0;
+}
+
+DWORD uninitializeFailure() {
+    wchar_t value[kValueChars];
+    long number = 0;
+    if (readVariable(kFailUninitializeVariable, value) && parseNumber(value, number) && number > 0) {
+        return static_cast<DWORD>(number);
+    }
+    return 0;
 }

@@ -16,3 +16,9 @@ struct RenderSwitches {
 
 // Longest filter list accepted; VXMAG_FILTER_LIMIT overrides the default.
 int filterListLimit();
+
+// Crash and shutdown switches, for driving the server's log and crash handler end to end.
+// VXMAG_FAULT_SOURCE=1: MagSetWindowSource faults (an access violation writing a low address).
+bool faultInWindowSource();
+// VXMAG_FAIL_UNINITIALIZE=<Win32 error>: MagUninitialize fails with that last error; 0 when unset.
+DWORD uninitializeFailure();

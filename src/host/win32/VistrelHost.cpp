@@ -2,7 +2,9 @@
 
 #include "SecuredObjects.h"
 #include "SerializeUtils.h"
+#include "ServerLogText.h"
 #include "VXChecks.h"
+#include "VXCrashDebug.h"
 #include "VXPlatform.h"
 #include "VistrelExchange.h"
 #include "VistrelHostCommand.h"
@@ -16,6 +18,8 @@ constexpr uint32_t kTerminateExitCode = 0xDEAD;
 // How long the destructor waits for a terminated server to be gone.
 constexpr DWORD kTerminateWaitMs = 5000;
 constexpr uint32_t kExitResultWritten = 10;
+// Exit codes from here up say the server died of an exception.
+constexpr uint32_t kFirstExceptionCode = 0xC0000000u;
 
 }  // namespace
 
@@ -45,6 +49,10 @@ Host::~Host() {
         if (isRunning() && TerminateProcess(_process, kTerminateExitCode)) {
             WaitForSingleObject(_process, kTerminateWaitMs);
         }
+        DWORD exitCode = 0;
+        if (_log && GetExitCodeProcess(_process, &exitCode))
+            logExit_(exitCode);
+        _log.reset();  // before the handle it watches goes
         CloseHandle(_process);
     }
 }
@@ -58,12 +66,15 @@ VXResult Host::start(const HostOptions& options, std::unique_ptr<Host>& host) {
     VXString serverOptions;
     VX_RETURN_IF_ERROR(
         Params::makeCommandLine(options.captureRect, guid.c_str(), options.unitTestMode, serverOptions));
-    VX_RETURN_IF_ERROR(startWithOptions(serverPath, serverOptions, host));
+    ServerLogOptions log;
+    log.path = options.logPath;
+    log.callback = options.logCallback;
+    VX_RETURN_IF_ERROR(startWithOptions(serverPath, serverOptions, host, log));
     return VXError::eNoError;
 }
 
 VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serverOptions,
-                                std::unique_ptr<Host>& host) {
+                                std::unique_ptr<Host>& host, const ServerLogOptions& log) {
     VXString commandLine;
     VX_RETURN_IF_ERROR(HostCommand::join(serverPath, serverOptions, commandLine));
     if (GetFileAttributesW(serverPath.wstr()) == INVALID_FILE_ATTRIBUTES) {
@@ -97,6 +108,10 @@ VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serv
         VX_RETURN_IF_ERROR(h->_image->allocate());
     }
 
+    // Open before the server starts, so that its first line is not missed.
+    if (log.wanted())
+        VX_RETURN_IF_ERROR(ServerLog::open(log, h->_log));
+
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process{};
@@ -105,13 +120,29 @@ VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serv
     // The server runs in its own folder: a library it loads by name must never come from
     // whatever folder the host happens to be in.
     const VXString folder = folderOf(serverPath);
-    if (!CreateProcessW(serverPath.wstr(), writable.data(), nullptr, nullptr, FALSE, 0, nullptr,
+    // With a log, the server waits until the reader knows its process id.
+    const DWORD flags = h->_log ? CREATE_SUSPENDED : 0;
+    if (!CreateProcessW(serverPath.wstr(), writable.data(), nullptr, nullptr, FALSE, flags, nullptr,
                         folder.isEmpty() ? nullptr : folder.wstr(), &startup, &process)) {
-        return VX_WIN32_ERROR(u"CreateProcess");
+        const VXResult failed = VX_WIN32_ERROR(u"CreateProcess");
+        if (h->_log)
+            h->_log->hostLine(vxFormat(u"Server not started: (%d) %s", failed.code(), failed.message()));
+        return failed;
     }
-    CloseHandle(process.hThread);
     h->_process = process.hProcess;
     h->_processId = process.dwProcessId;
+    if (h->_log) {
+        h->_log->watch(process.dwProcessId, process.hProcess);
+        h->_log->hostLine(vxFormat(u"Server started: %s; process id %u; version %s",
+                                   ServerLogText::visibleCommandLine(commandLine), process.dwProcessId,
+                                   programVersion(serverPath)));
+        if (ResumeThread(process.hThread) == static_cast<DWORD>(-1)) {
+            const VXResult failed = VX_WIN32_ERROR(u"ResumeThread");
+            CloseHandle(process.hThread);
+            return failed;  // the destructor ends the suspended server
+        }
+    }
+    CloseHandle(process.hThread);
     host = std::move(h);
     return VXError::eNoError;
 }
@@ -130,6 +161,7 @@ VXResult Host::readResultBlock(ResultRecord& record) const {
 VXResult Host::describeExit_(const VXSourceLocation& site) {
     DWORD exitCode = 0;
     GetExitCodeProcess(_process, &exitCode);
+    logExit_(exitCode);
     ResultRecord final;
     if (exitCode != kExitResultWritten || readResultBlock(final).isError()) {
         return VXResult(VXThreadError::eNotRunning, site, u"Server ended with exit code %u", exitCode);
@@ -143,8 +175,13 @@ VXResult Host::waitForAnswer_(uint32_t timeoutMs) {
     const DWORD wait = WaitForMultipleObjects(2, handles, FALSE, timeoutMs);
     if (wait == WAIT_OBJECT_0 + 1)
         return describeExit_(VX_SITE);
-    if (wait == WAIT_TIMEOUT)
-        return VX_ERROR(VXError::eTimeout, u"No answer from the server within %u ms", timeoutMs);
+    if (wait == WAIT_TIMEOUT) {
+        const VXResult late =
+            VX_ERROR(VXError::eTimeout, u"No answer from the server within %u ms", timeoutMs);
+        if (_log)
+            _log->hostLine(vxFormat(u"Request failed: (%d) %s", late.code(), late.message()));
+        return late;
+    }
     if (wait != WAIT_OBJECT_0)
         return VX_WIN32_ERROR(u"WaitForMultipleObjects");
     return VXError::eNoError;
@@ -181,6 +218,10 @@ VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captur
         capture.image = _image;
     }
     capture.microseconds = VXPlatform::monotonicMicroseconds() - start;
+    if (_log && capture.result.code > VXError::eNoError) {
+        _log->hostLine(vxFormat(u"Answer (%d) %s: %s", capture.result.code,
+                                VXResult::codeName(capture.result.code), capture.result.text));
+    }
     return VXError::eNoError;
 }
 
@@ -194,6 +235,7 @@ VXResult Host::waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord&
     if (!GetExitCodeProcess(_process, &code))
         return VX_WIN32_ERROR(u"GetExitCodeProcess");
     exitCode = code;
+    logExit_(code);
     // Only exit code 10 says the final result reached the block; otherwise it holds nothing
     // or an earlier request's answer.
     finalResult = ResultRecord();
@@ -208,7 +250,32 @@ VXResult Host::terminate() {
     if (!TerminateProcess(_process, kTerminateExitCode))
         return VX_WIN32_ERROR(u"TerminateProcess");
     WaitForSingleObject(_process, INFINITE);
+    logExit_(kTerminateExitCode);
     return VXError::eNoError;
+}
+
+void Host::logExit_(uint32_t exitCode) {
+    if (!_log || _log->hasEnded())
+        return;
+    VXString text = vxFormat(u"Server ended with exit code %s", ServerLogText::exitCodeText(exitCode));
+    ResultRecord final;
+    if (exitCode == kTerminateExitCode) {
+        text.append(u", terminated by the host");
+    } else if (exitCode >= kFirstExceptionCode) {
+        text.appendFormat(u": %s", VXDebug::exceptionName(exitCode));
+    } else if (exitCode == kExitResultWritten && readResultBlock(final).isSuccess()) {
+        text.appendFormat(u"; final result (%d) %s: %s", final.code, VXResult::codeName(final.code),
+                          final.text);
+    }
+    _log->serverEnded(text);
+}
+
+VXResult Host::logResult() const {
+    return _log ? _log->readerResult() : VXResult(VXError::eNoError);
+}
+
+std::vector<VXString> Host::dumpFiles() const {
+    return _log ? _log->dumpFiles() : std::vector<VXString>();
 }
 
 }  // namespace Vistrel

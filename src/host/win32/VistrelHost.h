@@ -8,10 +8,13 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "SecuredObjects.h"
+#include "ServerLog.h"
 #include "VXImage.h"
 #include "VXRect.h"
 #include "VXResult.h"
@@ -29,6 +32,10 @@ struct HostOptions {
     VXString guid;
     // The server answers requests without capturing (its "/ut" switch).
     bool unitTestMode = false;
+    // Opt-in: the server's debug output, with the host's own marked lines, appended to this
+    // UTF-8 file (crash dumps beside it as <file>.1.dmp, ...) and/or given to the callback.
+    VXString logPath;
+    std::function<void(std::string_view line, bool fromHost)> logCallback;
 };
 
 struct Capture {
@@ -53,7 +60,7 @@ public:
     // Starts the server with options as given, unchecked: for tests of how the server itself
     // refuses bad ones. The objects are made from whatever the options name.
     static VXResult startWithOptions(const VXString& serverPath, const VXString& serverOptions,
-                                     std::unique_ptr<Host>& host);
+                                     std::unique_ptr<Host>& host, const ServerLogOptions& log = {});
 
     // One request. The returned result is the exchange's (2000 when an answer came; the
     // server's own outcome is in capture.result); 2024 when no answer came in time, 3001
@@ -74,10 +81,17 @@ public:
     // The server's final result as it stands in the result block now.
     VXResult readResultBlock(ResultRecord& record) const;
 
+    // Whether the server's log is collected: 2000 when it is (or was not asked for), 2029
+    // with the reason when another reader holds the debug output.
+    VXResult logResult() const;
+    // The crash dumps written beside the log so far.
+    std::vector<VXString> dumpFiles() const;
+
 private:
     Host() = default;
     VXResult describeExit_(const VXSourceLocation& site);
     VXResult waitForAnswer_(uint32_t timeoutMs);
+    void logExit_(uint32_t exitCode);
 
     std::shared_ptr<Params> _params;
     std::unique_ptr<SecuredObjects> _secured;
@@ -86,6 +100,7 @@ private:
     HANDLE _process = nullptr;
     uint32_t _processId = 0;
     bool _unanswered = false;  // a request timed out before its answer came
+    std::unique_ptr<ServerLog> _log;
 };
 
 // The folder of the running executable, with a trailing backslash.

@@ -19,6 +19,8 @@ struct VistrelHost {
     Vistrel::Capture capture;
     VXString text;
     VXString lastError;
+    VXString logText;
+    VXString lastDump;
 };
 
 namespace {
@@ -45,6 +47,13 @@ VXString serverBesideLibrary() {
         path.resize(path.size() * 2);
     path.resize(n);
     return Vistrel::folderOf(VXString::fromWide(path.c_str())) + VXString(u"Vistrel.exe");
+}
+
+// Whether the caller's structure is new enough to hold member (and everything before it).
+template <typename S, typename M>
+bool reaches(const S* s, M S::*member) {
+    const size_t end = reinterpret_cast<size_t>(&(s->*member)) - reinterpret_cast<size_t>(s) + sizeof(M);
+    return s->size >= end;
 }
 
 int32_t remember(VistrelHost* h, const VXResult& result) {
@@ -114,6 +123,17 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions
         if (options->identifier != nullptr)
             hostOptions.guid = VXString::fromWide(options->identifier);
         hostOptions.unitTestMode = options->unitTestMode != 0;
+        if (reaches(options, &VistrelStartOptions::logContext)) {
+            if (options->logPath != nullptr)
+                hostOptions.logPath = VXString::fromWide(options->logPath);
+            if (VistrelLogCallback callback = options->logCallback) {
+                void* context = options->logContext;
+                hostOptions.logCallback = [callback, context](std::string_view line, bool fromHost) {
+                    const std::string text(line);
+                    callback(context, text.c_str(), fromHost ? 1 : 0);
+                };
+            }
+        }
         return remember(h, Vistrel::Host::start(hostOptions, h->host));
     } catch (...) {
         return remember(h, VX_ERROR(VXError::eUnexpected, u"Exception while starting the server"));
@@ -168,4 +188,22 @@ extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_last_error(const Vistrel
 
 extern "C" VISTREL_HOST_API void vistrel_host_close(VistrelHost* h) {
     delete h;
+}
+
+extern "C" VISTREL_HOST_API int32_t vistrel_host_log_result(VistrelHost* h, const wchar_t** text) {
+    if (h == nullptr)
+        return VXError::eBadParameter;
+    const VXResult r = h->host ? h->host->logResult() : VXResult(VXError::eNoError);
+    h->logText = r.isError() ? r.message() : VXString();
+    if (text != nullptr)
+        *text = h->logText.wstr();
+    return r.code();
+}
+
+extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_last_dump(VistrelHost* h) {
+    if (h == nullptr || !h->host)
+        return L"";
+    const std::vector<VXString> dumps = h->host->dumpFiles();
+    h->lastDump = dumps.empty() ? VXString() : dumps.back();
+    return h->lastDump.wstr();
 }

@@ -59,6 +59,11 @@ extern "C" {
 
 typedef struct VistrelHost VistrelHost;
 
+/* Receives the server's log, opt-in (see VistrelStartOptions). Each line (UTF-8, no line end)
+ * comes on the log's own thread, never the caller's; fromHost is 1 for the lines the host
+ * library adds. The line is valid during the call only. */
+typedef void (*VistrelLogCallback)(void* context, const char* line, int32_t fromHost);
+
 typedef struct VistrelStartOptions {
     uint32_t size;             /* sizeof(VistrelStartOptions) */
     const wchar_t* serverPath; /* UTF-16; null: "Vistrel.exe" beside the calling program */
@@ -68,6 +73,13 @@ typedef struct VistrelStartOptions {
     int32_t bottom;
     const wchar_t* identifier; /* the named objects' identifier; null: a fresh one (advised) */
     int32_t unitTestMode;      /* nonzero: the server answers without capturing (testing) */
+    /* Since 1.0.0, optional: collect the server's debug output for as long as it runs. Lines
+     * are appended to logPath (UTF-8; crash dumps beside it as <logPath>.1.dmp, ...) and/or
+     * given to logCallback with logContext. Both null: no log. That another reader holds the
+     * debug output does not fail the start: see vistrel_host_log_result. */
+    const wchar_t* logPath;
+    VistrelLogCallback logCallback;
+    void* logContext;
 } VistrelStartOptions;
 
 typedef struct VistrelFrame {
@@ -115,6 +127,12 @@ VISTREL_HOST_API const wchar_t* vistrel_host_last_error(const VistrelHost* host)
 VISTREL_HOST_API const wchar_t* vistrel_host_last_text(const VistrelHost* host);
 /* Ends a server still running and frees the host; null is allowed. */
 VISTREL_HOST_API void vistrel_host_close(VistrelHost* host);
+
+/* 2000 while the log is collected (or none was asked for); 2029 when another reader holds the
+ * debug output, with the reason in *text (valid until the host is closed; may be null). */
+VISTREL_HOST_API int32_t vistrel_host_log_result(VistrelHost* host, const wchar_t** text);
+/* The path of the last crash dump written beside the log, or "" when there is none. */
+VISTREL_HOST_API const wchar_t* vistrel_host_last_dump(VistrelHost* host);
 
 #ifdef __cplusplus
 }

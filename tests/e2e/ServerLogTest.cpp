@@ -1,0 +1,307 @@
+// The server's debug output collected by the host: only the server's own lines, the host's
+// marked lines around them, a crash turned into a .dmp beside the log, and a second host
+// that finds the buffer taken.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+
+#include "E2ESupport.h"
+#include "ServerLogText.h"
+#include "VXDumpText.h"
+#include "VistrelExchange.h"
+#include "vistrel_host.h"
+
+namespace {
+
+constexpr uint32_t kExitTimeoutMs = 30000;
+// A crash dump takes 7 to 24 s under Wine; the grab waits up to 90 s for it.
+constexpr uint32_t kCrashRunTimeoutMs = 180000;
+constexpr char kNoise[] = "e2e noise written by the test process";
+
+std::string readAll(const VXString& path) {
+    std::ifstream in(path.toUtf8(), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::vector<std::string> splitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    size_t start = 0;
+    while (start < text.size()) {
+        const size_t end = text.find('\n', start);
+        lines.push_back(text.substr(start, end - start));
+        start = end == std::string::npos ? text.size() : end + 1;
+    }
+    return lines;
+}
+
+bool isHostLine(const std::string& line) {
+    // "<date> <time> PST [host] ..."
+    const size_t at = line.find(" PST ");
+    return at != std::string::npos && line.compare(at + 5, 7, Vistrel::ServerLogText::kHostMarker) == 0;
+}
+
+VXString freshLog(const char16_t* name) {
+    const VXString path = Vistrel::executableFolder() + VXString(u"e2e-with-magnifier\\") + VXString(name);
+    DeleteFileW(path.wstr());
+    for (uint32_t n = 1; n <= 3; ++n)
+        DeleteFileW(Vistrel::ServerLogText::dumpFileName(path, n).wstr());
+    return path;
+}
+
+// Another process of the session writing debug output all the while.
+class Noise {
+public:
+    Noise()
+        : _thread([this] {
+              while (!_stop) {
+                  OutputDebugStringA(kNoise);
+                  ++_written;
+              }
+          }) {}
+    ~Noise() {
+        _stop = true;
+        _thread.join();
+    }
+    uint64_t written() const { return _written; }
+
+private:
+    std::atomic<bool> _stop{false};
+    std::atomic<uint64_t> _written{0};
+    std::thread _thread;
+};
+
+TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
+    e2e::ScopedEnvironment failUninitialize(L"VXMAG_FAIL_UNINITIALIZE", L"5");
+    e2e::ScopedEnvironment noFilterList(L"VXMAG_FILTER_LIMIT", L"0");
+    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
+    const VXString logPath = freshLog(u"uninitialize.log");
+    std::mutex lock;
+    std::vector<std::pair<std::string, bool>> delivered;
+    Vistrel::ServerLogOptions log;
+    log.path = logPath;
+    log.callback = [&](std::string_view line, bool fromHost) {
+        std::lock_guard<std::mutex> guard(lock);
+        delivered.emplace_back(std::string(line), fromHost);
+    };
+
+    uint64_t noise = 0;
+    uint32_t processId = 0;
+    {
+        Noise writer;
+        std::unique_ptr<Vistrel::Host> host;
+        ASSERT_TRUE(Vistrel::Host::startWithOptions(
+                        server, u"\"/cr 0,0,64,64\" \"/g e2e-log\" \"/ut\" \"/SessionKey s3cr3t\"", host, log)
+                        .isSuccess());
+        ASSERT_TRUE(host->logResult().isSuccess()) << host->logResult().message().toUtf8();
+        processId = host->processId();
+        Vistrel::Capture capture;
+        ASSERT_TRUE(
+            host->capture({reinterpret_cast<uintptr_t>(GetDesktopWindow())}, false, capture).isSuccess());
+        EXPECT_GT(capture.result.code, 2000);
+        // A window count past the block ends the loop; the server then shuts down and logs
+        // the failed MagUninitialize.
+        const uint64_t count = 5000;
+        std::memcpy(host->sharedObjects()->shMemExclWnds->view, &count, sizeof count);
+        ASSERT_TRUE(host->sharedObjects()->eventStart->set().isSuccess());
+        uint32_t exitCode = 0;
+        Vistrel::ResultRecord final;
+        ASSERT_TRUE(host->waitForExit(kExitTimeoutMs, exitCode, final).isSuccess());
+        EXPECT_EQ(exitCode, 10u);
+        noise = writer.written();
+    }
+    EXPECT_GT(noise, 0u);
+
+    // The server wrote one message; it carries the level prefix, the failure and its error.
+    std::vector<std::string> serverMessages;
+    std::string expectedFile;
+    for (const auto& [line, fromHost] : delivered) {
+        if (!fromHost)
+            serverMessages.push_back(line);
+        expectedFile += line + "\n";
+    }
+    ASSERT_EQ(serverMessages.size(), 1u) << expectedFile;
+    EXPECT_NE(serverMessages[0].find(" PST E: ["), std::string::npos) << serverMessages[0];
+    EXPECT_NE(serverMessages[0].find("Method \"MagUninitialize\" returned Win32 error [5]."),
+              std::string::npos)
+        << serverMessages[0];
+
+    // The file holds what the callback got, in the same order, and nothing of the noise.
+    const std::string file = readAll(logPath);
+    EXPECT_EQ(file, expectedFile);
+    EXPECT_EQ(file.find(kNoise), std::string::npos);
+    EXPECT_EQ(file.find("s3cr3t"), std::string::npos);
+    EXPECT_EQ(file.find("SessionKey"), std::string::npos);
+
+    std::vector<std::string> hostLines;
+    for (const auto& [line, fromHost] : delivered) {
+        EXPECT_EQ(isHostLine(line), fromHost) << line;
+        if (fromHost)
+            hostLines.push_back(line.substr(line.find(Vistrel::ServerLogText::kHostMarker) + 7));
+    }
+    ASSERT_EQ(hostLines.size(), 3u) << file;
+    EXPECT_EQ(hostLines[0].rfind("Server started: \"" + server.toUtf8() +
+                                     "\" \"/cr 0,0,64,64\" \"/g e2e-log\" \"/ut\"; "
+                                     "process id " +
+                                     std::to_string(processId) + "; version ",
+                                 0),
+              0u)
+        << hostLines[0];
+    EXPECT_EQ(hostLines[1].rfind("Answer (20", 0), 0u) << hostLines[1];
+    EXPECT_EQ(hostLines[2].rfind("Server ended with exit code 10; final result (2020) ", 0), 0u)
+        << hostLines[2];
+    EXPECT_NE(hostLines[2].find("Failed reading excluded windows"), std::string::npos) << hostLines[2];
+    EXPECT_TRUE(isHostLine(delivered.back().first));
+}
+
+// Runs vistrel-grab with its output in a file; its exit code, or ~0u.
+uint32_t runGrab(const VXString& arguments, const VXString& outputPath, uint32_t timeoutMs) {
+    SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
+    HANDLE output = CreateFileW(outputPath.wstr(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS,
+                                FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (output == INVALID_HANDLE_VALUE)
+        return ~0u;
+    const VXString program = Vistrel::executableFolder() + VXString(u"vistrel-grab.exe");
+    std::wstring commandLine = (vxFormat(u"\"%s\" ", program) + arguments).wstr();
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = output;
+    startup.hStdError = output;
+    PROCESS_INFORMATION process{};
+    DWORD code = ~0u;
+    if (CreateProcessW(program.wstr(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                       &startup, &process)) {
+        CloseHandle(process.hThread);
+        if (WaitForSingleObject(process.hProcess, timeoutMs) == WAIT_OBJECT_0) {
+            GetExitCodeProcess(process.hProcess, &code);
+        } else {
+            TerminateProcess(process.hProcess, 1);
+        }
+        CloseHandle(process.hProcess);
+    }
+    CloseHandle(output);
+    return code;
+}
+
+// "2024-05-01 10:00:00.123 PST ..." as milliseconds of the day.
+int64_t lineTime(const std::string& line) {
+    int h = 0, m = 0, s = 0, ms = 0;
+    if (line.size() < 23 || std::sscanf(line.c_str() + 11, "%d:%d:%d.%d", &h, &m, &s, &ms) != 4)
+        return -1;
+    return ((h * 60 + m) * 60 + s) * 1000LL + ms;
+}
+
+TEST(ServerLog, ACrashOnTheCapturePathLeavesItsLinesAndADumpBesideTheLog) {
+    e2e::ScopedEnvironment fault(L"VXMAG_FAULT_SOURCE", L"1");
+    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
+    const VXString logPath = freshLog(u"crash.log");
+    const VXString outputPath = logPath + VXString(u".out");
+    const auto start = std::chrono::steady_clock::now();
+    const uint32_t exitCode =
+        runGrab(vxFormat(u"--rect 0,0,64,64 --server \"%s\" --log \"%s\"", server, logPath), outputPath,
+                kCrashRunTimeoutMs);
+    const auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const std::string output = readAll(outputPath);
+    EXPECT_EQ(exitCode, 2u) << output;
+    // The server dies while answering, or, when writing the dump outlasts the answer's
+    // time-out, after it.
+    EXPECT_TRUE(output.find("capture: (2020) Server ended with exit code 3221225477") != std::string::npos ||
+                output.find("server ended with exit code 3221225477 (0xC0000005)") != std::string::npos)
+        << output;
+    const VXString dumpPath = Vistrel::ServerLogText::dumpFileName(logPath, 1);
+    EXPECT_NE(output.find("log: " + logPath.toUtf8() + "\r\n"), std::string::npos) << output;
+    EXPECT_NE(output.find("crash dump: " + dumpPath.toUtf8() + "\r\n"), std::string::npos) << output;
+
+    const std::string log = readAll(logPath);
+    EXPECT_NE(log.find("*** Crash ***"), std::string::npos) << log.substr(0, 4000);
+    const size_t exception = log.find("Exception: C0000005 at ");
+    ASSERT_NE(exception, std::string::npos);
+    EXPECT_NE(log.substr(exception, log.find('\n', exception) - exception).find("Magnification.dll"),
+              std::string::npos);
+    EXPECT_NE(log.find("ACCESS_VIOLATION while writing 0000000000000010"), std::string::npos);
+    EXPECT_NE(
+        log.find("[host] Server ended with exit code 3221225477 (0xC0000005): EXCEPTION_ACCESS_VIOLATION"),
+        std::string::npos);
+    const std::vector<VXDumpText::Block> blocks = VXDumpText::findBlocks(log);
+    ASSERT_EQ(blocks.size(), 1u);
+    std::vector<uint8_t> decoded;
+    ASSERT_TRUE(VXDumpText::decodeBlock(blocks[0], decoded).isSuccess());
+    const std::string dump = readAll(dumpPath);
+    ASSERT_GE(dump.size(), 4u);
+    EXPECT_EQ(dump.substr(0, 4), "MDMP");
+    EXPECT_TRUE(dump.size() == decoded.size() && std::memcmp(dump.data(), decoded.data(), dump.size()) == 0);
+
+    int64_t crashAt = -1, endAt = -1;
+    for (const std::string& line : splitLines(log)) {
+        if (crashAt < 0 && line.find("*** Crash ***") != std::string::npos)
+            crashAt = lineTime(line);
+        if (line.find("MDUMP END") != std::string::npos)
+            endAt = lineTime(line);
+    }
+    std::printf(
+        "[ crash    ] grab run %.1f s; crash to MDUMP END %.1f s; dump %u bytes, %u characters of text\n",
+        seconds, static_cast<double>(endAt - crashAt) / 1000.0, static_cast<unsigned>(dump.size()),
+        static_cast<unsigned>(blocks[0].text.size()));
+}
+
+void collectLine(void* context, const char* line, int32_t fromHost) {
+    static_cast<std::vector<std::pair<std::string, bool>>*>(context)->emplace_back(line, fromHost != 0);
+}
+
+// The second host comes through the C interface, as a host in another language would.
+TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
+    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
+    Vistrel::HostOptions options;
+    options.captureRect = VXRect(0, 0, 32, 32);
+    options.serverPath = server;
+    options.unitTestMode = true;
+    options.logPath = freshLog(u"first.log");
+    std::unique_ptr<Vistrel::Host> first;
+    ASSERT_TRUE(Vistrel::Host::start(options, first).isSuccess());
+    EXPECT_TRUE(first->logResult().isSuccess()) << first->logResult().message().toUtf8();
+
+    std::vector<std::pair<std::string, bool>> secondLines;
+    VistrelHost* second = nullptr;
+    VistrelStartOptions start{};
+    start.size = sizeof(start);
+    start.serverPath = server.wstr();
+    start.right = start.bottom = 32;
+    start.unitTestMode = 1;
+    start.logCallback = collectLine;
+    start.logContext = &secondLines;
+    ASSERT_EQ(vistrel_host_start(&start, &second), 2000) << vistrel_host_last_error(second);
+    const wchar_t* reason = nullptr;
+    EXPECT_EQ(vistrel_host_log_result(second, &reason), 2029);
+    const std::string why = VXString::fromWide(reason).toUtf8();
+    EXPECT_EQ(why.rfind("The debug output buffer is held by another reader", 0), 0u) << why;
+
+    Vistrel::Capture capture;
+    ASSERT_TRUE(first->capture({}, false, capture).isSuccess());
+    EXPECT_EQ(capture.result.code, 2000);
+    VistrelFrame frame{};
+    frame.size = sizeof(frame);
+    EXPECT_EQ(vistrel_host_capture(second, nullptr, 0, 0, 30000, &frame), 2000);
+    vistrel_host_close(second);
+    // Only the host's own lines: the reason first, the end last.
+    ASSERT_EQ(secondLines.size(), 3u);
+    EXPECT_NE(secondLines[0].first.find("[host] " + why), std::string::npos) << secondLines[0].first;
+    EXPECT_NE(secondLines[2].first.find("[host] Server ended with exit code 57005, terminated by the host"),
+              std::string::npos)
+        << secondLines[2].first;
+    for (const auto& line : secondLines)
+        EXPECT_TRUE(line.second) << line.first;
+
+    // The first gives the buffer back when it is done: a later host collects again.
+    first.reset();
+    options.logPath = freshLog(u"third.log");
+    std::unique_ptr<Vistrel::Host> third;
+    ASSERT_TRUE(Vistrel::Host::start(options, third).isSuccess());
+    EXPECT_TRUE(third->logResult().isSuccess()) << third->logResult().message().toUtf8();
+}
+
+}  // namespace
