@@ -1,5 +1,7 @@
 #include "VistrelHost.h"
 
+#include <utility>
+
 #include "SerializeUtils.h"
 #include "VXChecks.h"
 #include "VXPlatform.h"
@@ -58,6 +60,7 @@ VXResult Host::start(const HostOptions& options, std::unique_ptr<Host>& host) {
     VX_RETURN_IF_ERROR(
         Params::makeCommandLine(options.captureRect, guid.c_str(), options.unitTestMode, serverOptions));
     VX_RETURN_IF_ERROR(startWithOptions(serverPath, serverOptions, host));
+    host->_frameMode = options.frameMode;
     return VXError::eNoError;
 }
 
@@ -149,6 +152,8 @@ VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captur
     VX_CHECK_PARAM(excludedWindows.size() <= kMaxExcludedWindows);
     if (!isRunning())
         return describeExit_(VX_SITE);
+    // Whatever ends this request other than a frame read leaves the next one without a reference.
+    const bool previousKnown = std::exchange(_previousKnown, false);
     // A request that timed out may still be answered: its answer must not pass for this one's,
     // and the server may still be writing the blocks.
     if (_unanswered) {
@@ -166,16 +171,66 @@ VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captur
     _unanswered = false;
 
     VX_RETURN_IF_ERROR(readResultBlock(capture.result));
+    capture.updatedRegion.clear();
     if (capture.result.code <= VXError::eNoError && _image) {
-        if (SerializeUtils::readImageInto(_objects->shMemImage->view, imageBlockSize(_params->captureRect),
-                                          *_image, VXPoint(0, 0)) == nullptr) {
-            return VX_ERROR(VXError::eBadFormat, u"Failed reading image");
-        }
+        VX_RETURN_IF_ERROR(readFrame_(previousKnown, capture));
         SerializeUtils::readWaitRecord(_objects->shMemWaitResult->view, capture.wait);
-        capture.image = _image;
     }
     capture.microseconds = VXPlatform::monotonicMicroseconds() - start;
     return VXError::eNoError;
+}
+
+VXResult Host::readFrame_(bool previousKnown, Capture& capture) {
+    const uint8_t* cursor = _objects->shMemImage->view;
+    const size_t blockSize = imageBlockSize(_params->captureRect);
+    bool present = false;
+    uint32_t width = 0;
+    uint32_t height = 0;
+    uint32_t bitsPerPixel = 0;
+    if (cursor == nullptr || blockSize < SerializeUtils::kImageHeaderSize)
+        return VX_ERROR(VXError::eBadFormat, u"Failed reading image");
+    cursor = SerializeUtils::readBool(cursor, present);
+    cursor = SerializeUtils::readUInt32(cursor, width);
+    cursor = SerializeUtils::readUInt32(cursor, height);
+    cursor = SerializeUtils::readUInt32(cursor, bitsPerPixel);
+    // The server writes the whole rectangle, so a record of another size is a corrupt one; and
+    // an updated region only means something between frames of one size.
+    const size_t stride = size_t{width} * FrameDiff::kBytesPerPixel;
+    if (!present || bitsPerPixel != 32 || width != static_cast<uint32_t>(_image->getWidth()) ||
+        height != static_cast<uint32_t>(_image->getHeight()) ||
+        stride * height > blockSize - SerializeUtils::kImageHeaderSize) {
+        return VX_ERROR(VXError::eBadFormat, u"Failed reading image");
+    }
+    const int32_t w = _image->getWidth();
+    const int32_t h = _image->getHeight();
+    if (_frameMode == FrameMode::eZeroCopy) {
+        capture.updatedRegion.assign(1, VXRect(0, 0, w, h));
+    } else if (previousKnown) {
+        _diff.copyChanged(cursor, stride, _image->getBits(), static_cast<size_t>(_image->getBytesPerLine()),
+                          w, h, capture.updatedRegion);
+    } else {
+        FrameDiff::copyAll(cursor, stride, _image->getBits(), static_cast<size_t>(_image->getBytesPerLine()),
+                           w, h, capture.updatedRegion);
+    }
+    if (_frameMode == FrameMode::eCopy) {
+        capture.image = _image;
+    } else {
+        if (!_blockView) {
+            std::shared_ptr<VXImage> view;
+            VX_RETURN_IF_ERROR(VXImage::create(w, h, 32, view));
+            VX_RETURN_IF_ERROR(view->setBits(const_cast<uint8_t*>(cursor), false));
+            _blockView = std::move(view);
+        }
+        capture.image = _blockView;
+    }
+    _previousKnown = _frameMode != FrameMode::eZeroCopy;
+    return VXError::eNoError;
+}
+
+void Host::setFrameMode(FrameMode mode) {
+    if (mode != _frameMode)
+        _previousKnown = false;
+    _frameMode = mode;
 }
 
 VXResult Host::waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult) {

@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "FrameDiff.h"
 #include "VXImage.h"
 #include "VXRect.h"
 #include "VXResult.h"
@@ -20,6 +21,21 @@
 
 namespace Vistrel {
 
+// Where a capture's pixels are and whether its updated region is worked out.
+enum class FrameMode {
+    // The host's own copy (Capture::image), kept until the next capture; the updated region is
+    // found while copying, at about the cost of the copy alone.
+    eCopy,
+    // Capture::image views the image block itself: no copy. Its rows are packed (stride =
+    // width x 4) and start 13 bytes into the block, so they are not 4-byte aligned. The pixels
+    // stay valid until the next request on the host (which the server overwrites) and while
+    // the host lives. The updated region is always the whole frame.
+    eZeroCopy,
+    // As eZeroCopy, but the host keeps a copy of the last frame to find the updated region:
+    // one read of the block and a write of what changed.
+    eZeroCopyWithRegion,
+};
+
 struct HostOptions {
     VXRect captureRect;
     // Vistrel.exe; empty means "Vistrel.exe" in the host executable's folder.
@@ -28,6 +44,7 @@ struct HostOptions {
     VXString guid;
     // The server answers requests without capturing (its "/ut" switch).
     bool unitTestMode = false;
+    FrameMode frameMode = FrameMode::eCopy;
 };
 
 struct Capture {
@@ -38,6 +55,11 @@ struct Capture {
     std::shared_ptr<VXImage> image;
     // From setting the start event to reading the answer.
     uint64_t microseconds = 0;
+    // What differs from the previous successful capture of this host, when this one succeeded:
+    // rectangles in frame coordinates (0,0 is the capture rectangle's top-left) on a 32 x 32
+    // grid, clipped to the frame, never overlapping; empty when nothing changed. The whole frame
+    // for the first capture, after a capture that failed and after a change of frame mode.
+    std::vector<VXRect> updatedRegion;
 };
 
 class Host {
@@ -63,6 +85,9 @@ public:
     // it wrote (otherwise the record is left empty, code 0).
     VXResult waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult);
     VXResult terminate();
+    // Takes effect with the next capture, which then reports the whole frame.
+    void setFrameMode(FrameMode mode);
+    FrameMode frameMode() const { return _frameMode; }
     bool isRunning() const;
     uint32_t processId() const { return _processId; }
 
@@ -77,6 +102,7 @@ private:
     Host() = default;
     VXResult describeExit_(const VXSourceLocation& site);
     VXResult waitForAnswer_(uint32_t timeoutMs);
+    VXResult readFrame_(bool previousKnown, Capture& capture);
 
     std::shared_ptr<Params> _params;
     std::shared_ptr<SharedObjects> _objects;
@@ -84,6 +110,10 @@ private:
     HANDLE _process = nullptr;
     uint32_t _processId = 0;
     bool _unanswered = false;  // a request timed out before its answer came
+    FrameMode _frameMode = FrameMode::eCopy;
+    FrameDiff _diff;
+    bool _previousKnown = false;          // _image holds the last successful capture
+    std::shared_ptr<VXImage> _blockView;  // zero-copy frames: the image block's pixels
 };
 
 // The folder of the running executable, with a trailing backslash.

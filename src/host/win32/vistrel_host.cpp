@@ -1,8 +1,10 @@
 // The C interface over Vistrel::Host; no exception and no C++ type crosses it.
 #include "vistrel_host.h"
 
+#include <algorithm>
 #include <new>
 
+#include "MonitorList.h"
 #include "VXChecks.h"
 #include "VistrelExchange.h"
 #include "VistrelHost.h"
@@ -12,6 +14,7 @@ struct VistrelHost {
     Vistrel::Capture capture;
     VXString text;
     VXString lastError;
+    std::vector<VistrelRect> rects;
 };
 
 namespace {
@@ -20,6 +23,10 @@ int32_t remember(VistrelHost* h, const VXResult& result) {
     if (h != nullptr)
         h->lastError = result.isError() ? result.message() : VXString();
     return result.code();
+}
+
+VistrelRect toC(const VXRect& r) {
+    return VistrelRect{r.getLeft(), r.getTop(), r.getRight(), r.getBottom()};
 }
 
 }  // namespace
@@ -56,7 +63,14 @@ extern "C" int32_t vistrel_host_capture(VistrelHost* h, const uint64_t* windows,
     h->text = c.result.text;
     frame->code = c.result.code;
     frame->text = h->text.wstr();
+    h->rects.clear();
+    frame->rectCount = 0;
+    frame->rects = nullptr;
     if (c.result.code <= VXError::eNoError && c.image) {
+        for (const VXRect& r : c.updatedRegion)
+            h->rects.push_back(toC(r));
+        frame->rectCount = static_cast<uint32_t>(h->rects.size());
+        frame->rects = h->rects.data();
         frame->pixels = c.image->getBits();
         frame->width = c.image->getWidth();
         frame->height = c.image->getHeight();
@@ -94,4 +108,42 @@ extern "C" const wchar_t* vistrel_host_last_error(const VistrelHost* h) {
 
 extern "C" void vistrel_host_close(VistrelHost* h) {
     delete h;
+}
+
+extern "C" int32_t vistrel_host_set_frame_mode(VistrelHost* h, int32_t mode) {
+    if (h == nullptr || mode < VISTREL_FRAME_COPY || mode > VISTREL_FRAME_ZERO_COPY_WITH_REGION)
+        return VXError::eBadParameter;
+    if (!h->host)
+        return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
+    static constexpr Vistrel::FrameMode kModes[] = {Vistrel::FrameMode::eCopy, Vistrel::FrameMode::eZeroCopy,
+                                                    Vistrel::FrameMode::eZeroCopyWithRegion};
+    h->host->setFrameMode(kModes[mode]);
+    return remember(h, VXError::eNoError);
+}
+
+extern "C" int32_t vistrel_host_list_monitors(VistrelMonitor* monitors, uint32_t capacity, uint32_t* count,
+                                              VistrelRect* virtualScreen) {
+    if (count == nullptr || (monitors == nullptr && capacity > 0))
+        return VXError::eBadParameter;
+    std::vector<Vistrel::MonitorInfo> found;
+    VXRect all;
+    const VXResult r = Vistrel::MonitorList::list(found, all);
+    if (r.isError())
+        return r.code();
+    *count = static_cast<uint32_t>(found.size());
+    for (uint32_t i = 0; i < std::min(capacity, *count); ++i) {
+        VistrelMonitor& m = monitors[i];
+        m.bounds = toC(found[i].bounds);
+        m.workArea = toC(found[i].workArea);
+        m.primary = found[i].primary ? 1 : 0;
+        // The name came from a field of the same size, so it always fits with its terminator.
+        const wchar_t* name = found[i].deviceName.wstr();
+        size_t k = 0;
+        for (; k + 1 < sizeof(m.deviceName) / sizeof(wchar_t) && name[k] != L'\0'; ++k)
+            m.deviceName[k] = name[k];
+        m.deviceName[k] = L'\0';
+    }
+    if (virtualScreen != nullptr)
+        *virtualScreen = toC(all);
+    return VXError::eNoError;
 }
