@@ -59,6 +59,7 @@ struct Capture {
     // rectangles in frame coordinates (0,0 is the capture rectangle's top-left) on a 32 x 32
     // grid, clipped to the frame, never overlapping; empty when nothing changed. The whole frame
     // for the first capture, after a capture that failed and after a change of frame mode.
+    // Empty when this capture failed. The Capture owns it; each capture replaces it.
     std::vector<VXRect> updatedRegion;
 };
 
@@ -85,7 +86,8 @@ public:
     // it wrote (otherwise the record is left empty, code 0).
     VXResult waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult);
     VXResult terminate();
-    // Takes effect with the next capture, which then reports the whole frame.
+    // Takes effect with the next capture, which then reports the whole frame. Like every call
+    // on a host, never while another call on the same host runs.
     void setFrameMode(FrameMode mode);
     FrameMode frameMode() const { return _frameMode; }
     bool isRunning() const;

@@ -72,7 +72,8 @@ const wchar_t* vistrel_host_last_error(const VistrelHost* host);
 const wchar_t* vistrel_host_last_text(const VistrelHost* host);
 void vistrel_host_close(VistrelHost* host);
 
-/* Sets the frame mode for the following captures (2005 for an unknown mode). */
+/* Sets the frame mode for the following captures (2005 for an unknown mode); the next capture
+ * reports the whole frame. Not while another call on the same host runs. */
 int32_t vistrel_host_set_frame_mode(VistrelHost* host, int32_t mode);
 /* Lists the monitors, the primary one first, into monitors (up to capacity of them; may be null
  * when capacity is 0); *count receives how many there are, which may exceed capacity. The
