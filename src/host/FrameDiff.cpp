@@ -40,9 +40,16 @@ void FrameDiff::copyChanged(const uint8_t* source, size_t sourceStride, uint8_t*
     for (int32_t top = 0; top < height; top += kTileSize) {
         const int32_t bottom = std::min(height, top + kTileSize);
         std::fill(_changed.begin(), _changed.end(), uint8_t{0});
+        int32_t changedTiles = 0;
         for (int32_t y = top; y < bottom; ++y) {
             const uint8_t* from = source + static_cast<size_t>(y) * sourceStride;
             uint8_t* to = target + static_cast<size_t>(y) * targetStride;
+            // A tile row that has changed throughout needs no more looking at: the rest of the
+            // band is copied whole, which is all a fully changed frame costs beyond the copy.
+            if (changedTiles == tiles) {
+                copyRows_(from, sourceStride, to, targetStride, rowBytes, bottom - y);
+                break;
+            }
             // Spans to copy are gathered into runs, so that a changed stretch is one memcpy.
             size_t runStart = 0;
             size_t runEnd = 0;
@@ -58,6 +65,7 @@ void FrameDiff::copyChanged(const uint8_t* source, size_t sourceStride, uint8_t*
                         continue;
                     }
                     _changed[static_cast<size_t>(t)] = 1;
+                    ++changedTiles;
                 }
                 if (runEnd == runStart)
                     runStart = begin;
@@ -68,6 +76,17 @@ void FrameDiff::copyChanged(const uint8_t* source, size_t sourceStride, uint8_t*
         }
         addRuns_(top, bottom, width, region);
     }
+}
+
+void FrameDiff::copyRows_(const uint8_t* source, size_t sourceStride, uint8_t* target, size_t targetStride,
+                          size_t rowBytes, int32_t rows) {
+    if (sourceStride == rowBytes && targetStride == rowBytes) {
+        std::memcpy(target, source, rowBytes * static_cast<size_t>(rows));
+        return;
+    }
+    for (int32_t y = 0; y < rows; ++y)
+        std::memcpy(target + static_cast<size_t>(y) * targetStride,
+                    source + static_cast<size_t>(y) * sourceStride, rowBytes);
 }
 
 void FrameDiff::addRuns_(int32_t top, int32_t bottom, int32_t width, std::vector<VXRect>& region) {
@@ -105,15 +124,8 @@ void FrameDiff::copyAll(const uint8_t* source, size_t sourceStride, uint8_t* tar
     region.clear();
     if (width <= 0 || height <= 0)
         return;
-    const size_t rowBytes = static_cast<size_t>(width) * kBytesPerPixel;
-    if (sourceStride == rowBytes && targetStride == rowBytes) {
-        std::memcpy(target, source, rowBytes * static_cast<size_t>(height));
-    } else {
-        for (int32_t y = 0; y < height; ++y) {
-            std::memcpy(target + static_cast<size_t>(y) * targetStride,
-                        source + static_cast<size_t>(y) * sourceStride, rowBytes);
-        }
-    }
+    copyRows_(source, sourceStride, target, targetStride, static_cast<size_t>(width) * kBytesPerPixel,
+              height);
     region.emplace_back(0, 0, width, height);
 }
 

@@ -34,6 +34,8 @@ public:
     static int64_t area(const std::vector<VXRect>& region);
 
 private:
+    static void copyRows_(const uint8_t* source, size_t sourceStride, uint8_t* target, size_t targetStride,
+                          size_t rowBytes, int32_t rows);
     void addRuns_(int32_t top, int32_t bottom, int32_t width, std::vector<VXRect>& region);
 
     std::vector<uint8_t> _changed;      // per tile of the current tile row

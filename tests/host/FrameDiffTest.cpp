@@ -62,7 +62,9 @@ TEST(FrameDiff, RegionCoversExactlyTheChangedTiles) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const size_t packed = static_cast<size_t>(c.width) * 4;
-        const size_t targetStride = packed + 12;  // the target's stride need not be packed
+        // The target's stride need not be packed; packed rows take a faster path.
+        const size_t padding = c.everything ? 0 : 12;
+        const size_t targetStride = packed + padding;
         std::vector<uint8_t> previous(packed * c.height);
         for (size_t i = 0; i < previous.size(); ++i)
             previous[i] = static_cast<uint8_t>(random());
@@ -84,7 +86,9 @@ TEST(FrameDiff, RegionCoversExactlyTheChangedTiles) {
 
         for (int32_t y = 0; y < c.height; ++y) {
             ASSERT_EQ(std::memcmp(&target[y * targetStride], &next[y * packed], packed), 0) << "row " << y;
-            ASSERT_EQ(target[y * targetStride + packed], 0xEE) << "padding written, row " << y;
+            if (padding > 0) {
+                ASSERT_EQ(target[y * targetStride + packed], 0xEE) << "padding written, row " << y;
+            }
         }
         const int32_t tilesX = (c.width + kTile - 1) / kTile;
         std::vector<uint8_t> covered(changedTiles(previous, next, c.width, c.height).size());
