@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <vector>
 
+#include "FrameDiff.h"
 #include "GrabOptions.h"
+#include "MonitorList.h"
 #include "VXImageUtils.h"
 #include "VistrelHost.h"
 
@@ -65,6 +67,16 @@ void reportLog(Vistrel::Host& host, const GrabOptions& options) {
         std::printf("crash dump: %s\n", utf8(dump).c_str());
 }
 
+void printMonitors(const std::vector<Vistrel::MonitorInfo>& monitors, const VXRect& virtualScreen) {
+    for (size_t i = 0; i < monitors.size(); ++i) {
+        const Vistrel::MonitorInfo& m = monitors[i];
+        std::printf("monitor %u: %s%s %s, work area %s\n", static_cast<unsigned>(i),
+                    utf8(m.bounds.toString()).c_str(), m.primary ? " primary" : "",
+                    utf8(m.deviceName).c_str(), utf8(m.workArea.toString()).c_str());
+    }
+    std::printf("virtual screen: %s\n", utf8(virtualScreen.toString()).c_str());
+}
+
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
@@ -77,6 +89,24 @@ int wmain(int argc, wchar_t** argv) {
     if (parsed.isError()) {
         std::printf("vistrel-grab: %s\n%s", utf8(parsed.message()).c_str(), GrabOptions::usage());
         return 2;
+    }
+
+    if (options.listMonitors || options.monitor >= 0) {
+        std::vector<Vistrel::MonitorInfo> monitors;
+        VXRect virtualScreen;
+        const VXResult listed = Vistrel::MonitorList::list(monitors, virtualScreen);
+        if (listed.isError())
+            return fail("listing the monitors", listed);
+        if (options.listMonitors) {
+            printMonitors(monitors, virtualScreen);
+            return 0;
+        }
+        if (static_cast<size_t>(options.monitor) >= monitors.size()) {
+            std::printf("vistrel-grab: no monitor %d: there are %u\n", options.monitor,
+                        static_cast<unsigned>(monitors.size()));
+            return 2;
+        }
+        options.rect = monitors[static_cast<size_t>(options.monitor)].bounds;
     }
 
     std::vector<uint64_t> excluded = options.excludeHandles;
@@ -126,6 +156,10 @@ int wmain(int argc, wchar_t** argv) {
         std::printf("  %.1f ms; wait record: %u more readbacks, %u ms%s\n",
                     static_cast<double>(capture.microseconds) / 1000.0, capture.wait.iterations,
                     capture.wait.milliseconds, capture.wait.timedOut ? ", timed out" : "");
+        const double frameArea = static_cast<double>(capture.image->getWidth()) * capture.image->getHeight();
+        std::printf("  updated region: %u rectangle(s), %.1f%% of the frame\n",
+                    static_cast<unsigned>(capture.updatedRegion.size()),
+                    100.0 * static_cast<double>(Vistrel::FrameDiff::area(capture.updatedRegion)) / frameArea);
         VXString path;
         if (!outputPath(options.output, i, options.count, path))
             continue;

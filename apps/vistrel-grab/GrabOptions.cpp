@@ -22,13 +22,16 @@ bool parseNumber(const wchar_t* text, uint64_t& value) {
 }  // namespace
 
 const char* GrabOptions::usage() {
-    return "usage: vistrel-grab --rect L,T,R,B [--exclude HWND]... [--exclude-title TITLE]...\n"
-           "                    [--cursor] [--count N] [--out FILE.png | --out PATTERN-%d.png]\n"
+    return "usage: vistrel-grab (--rect L,T,R,B | --monitor N) [--exclude HWND]...\n"
+           "                    [--exclude-title TITLE]... [--cursor] [--count N]\n"
+           "                    [--out FILE.png | --out PATTERN-%d.png]\n"
            "                    [--server PATH\\Vistrel.exe] [--unit-test] [--log FILE]\n"
+           "       vistrel-grab --list-monitors\n"
            "Starts the capture server for the rectangle, asks it for N captures leaving out the\n"
            "given windows (by handle, or every top-level window with that exact title), prints\n"
-           "each result, its wait record and its time, and saves the images as PNG. With --log,\n"
-           "the server's log is appended to FILE and a crash dump is written beside it.\n";
+           "each result, its wait record, its time and its updated region, and saves the images\n"
+           "as PNG. --monitor N captures monitor N of --list-monitors (0 is the primary one).\n"
+           "With --log, the server's log is appended to FILE and a crash dump is written beside it.\n";
 }
 
 VXResult GrabOptions::parse(int argc, const wchar_t* const* argv, GrabOptions& options) {
@@ -43,6 +46,8 @@ VXResult GrabOptions::parse(int argc, const wchar_t* const* argv, GrabOptions& o
             options.cursor = true;
         } else if (arg == u"--unit-test") {
             options.unitTestMode = true;
+        } else if (arg == u"--list-monitors") {
+            options.listMonitors = true;
         } else if (!hasValue) {
             return VXResult(VXError::eBadParameter, u"Missing value after %s", arg);
         } else if (arg == u"--rect") {
@@ -51,6 +56,12 @@ VXResult GrabOptions::parse(int argc, const wchar_t* const* argv, GrabOptions& o
                                 value);
             }
             haveRect = true;
+            ++i;
+        } else if (arg == u"--monitor") {
+            uint64_t n = 0;
+            if (!parseNumber(value, n) || n > 255)
+                return VXResult(VXError::eBadParameter, u"Bad monitor number \"%s\"", value);
+            options.monitor = static_cast<int32_t>(n);
             ++i;
         } else if (arg == u"--exclude") {
             uint64_t handle = 0;
@@ -81,7 +92,9 @@ VXResult GrabOptions::parse(int argc, const wchar_t* const* argv, GrabOptions& o
             return VXResult(VXError::eBadParameter, u"Unknown option %s", arg);
         }
     }
-    if (!haveRect && !options.help)
+    if (haveRect && options.monitor >= 0)
+        return VXResult(VXError::eBadParameter, u"--rect and --monitor exclude each other");
+    if (!haveRect && options.monitor < 0 && !options.help && !options.listMonitors)
         return VXResult(VXError::eBadParameter, u"--rect is required");
     return VXError::eNoError;
 }

@@ -21,6 +21,9 @@ struct GrabOptions {
     VXString logPath;
     bool unitTestMode = false;
     bool help = false;
+    bool listMonitors = false;
+    // Index into the monitor list (primary first); -1: the rectangle comes from --rect.
+    int32_t monitor = -1;
 
     // argv without the program name. 2005 with a message for anything malformed.
     static VXResult parse(int argc, const wchar_t* const* argv, GrabOptions& options);

@@ -1,6 +1,8 @@
 #include "VistrelHost.h"
 
+#include <utility>
 #include "SecuredObjects.h"
+
 #include "SerializeUtils.h"
 #include "ServerLogText.h"
 #include "VXChecks.h"
@@ -70,6 +72,7 @@ VXResult Host::start(const HostOptions& options, std::unique_ptr<Host>& host) {
     log.path = options.logPath;
     log.callback = options.logCallback;
     VX_RETURN_IF_ERROR(startWithOptions(serverPath, serverOptions, host, log));
+    host->_frameMode = options.frameMode;
     return VXError::eNoError;
 }
 
@@ -192,6 +195,8 @@ VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captur
     VX_CHECK_PARAM(excludedWindows.size() <= kMaxExcludedWindows);
     if (!isRunning())
         return describeExit_(VX_SITE);
+    // Whatever ends this request other than a frame read leaves the next one without a reference.
+    const bool previousKnown = std::exchange(_previousKnown, false);
     // A request that timed out may still be answered: its answer must not pass for this one's,
     // and the server may still be writing the blocks.
     if (_unanswered) {
@@ -209,13 +214,10 @@ VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captur
     _unanswered = false;
 
     VX_RETURN_IF_ERROR(readResultBlock(capture.result));
+    capture.updatedRegion.clear();
     if (capture.result.code <= VXError::eNoError && _image) {
-        if (SerializeUtils::readImageInto(_objects->shMemImage->view, imageBlockSize(_params->captureRect),
-                                          *_image, VXPoint(0, 0)) == nullptr) {
-            return VX_ERROR(VXError::eBadFormat, u"Failed reading image");
-        }
+        VX_RETURN_IF_ERROR(readFrame_(previousKnown, capture));
         SerializeUtils::readWaitRecord(_objects->shMemWaitResult->view, capture.wait);
-        capture.image = _image;
     }
     capture.microseconds = VXPlatform::monotonicMicroseconds() - start;
     if (_log && capture.result.code > VXError::eNoError) {
@@ -223,6 +225,59 @@ VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captur
                                 VXResult::codeName(capture.result.code), capture.result.text));
     }
     return VXError::eNoError;
+}
+
+VXResult Host::readFrame_(bool previousKnown, Capture& capture) {
+    const uint8_t* cursor = _objects->shMemImage->view;
+    const size_t blockSize = imageBlockSize(_params->captureRect);
+    bool present = false;
+    uint32_t width = 0;
+    uint32_t height = 0;
+    uint32_t bitsPerPixel = 0;
+    if (cursor == nullptr || blockSize < SerializeUtils::kImageHeaderSize)
+        return VX_ERROR(VXError::eBadFormat, u"Failed reading image");
+    cursor = SerializeUtils::readBool(cursor, present);
+    cursor = SerializeUtils::readUInt32(cursor, width);
+    cursor = SerializeUtils::readUInt32(cursor, height);
+    cursor = SerializeUtils::readUInt32(cursor, bitsPerPixel);
+    // The server writes the whole rectangle, so a record of another size is a corrupt one; and
+    // an updated region only means something between frames of one size.
+    const size_t stride = size_t{width} * FrameDiff::kBytesPerPixel;
+    if (!present || bitsPerPixel != 32 || width != static_cast<uint32_t>(_image->getWidth()) ||
+        height != static_cast<uint32_t>(_image->getHeight()) ||
+        stride * height > blockSize - SerializeUtils::kImageHeaderSize) {
+        return VX_ERROR(VXError::eBadFormat, u"Failed reading image");
+    }
+    const int32_t w = _image->getWidth();
+    const int32_t h = _image->getHeight();
+    if (_frameMode == FrameMode::eZeroCopy) {
+        capture.updatedRegion.assign(1, VXRect(0, 0, w, h));
+    } else if (previousKnown) {
+        _diff.copyChanged(cursor, stride, _image->getBits(), static_cast<size_t>(_image->getBytesPerLine()),
+                          w, h, capture.updatedRegion);
+    } else {
+        FrameDiff::copyAll(cursor, stride, _image->getBits(), static_cast<size_t>(_image->getBytesPerLine()),
+                           w, h, capture.updatedRegion);
+    }
+    if (_frameMode == FrameMode::eCopy) {
+        capture.image = _image;
+    } else {
+        if (!_blockView) {
+            std::shared_ptr<VXImage> view;
+            VX_RETURN_IF_ERROR(VXImage::create(w, h, 32, view));
+            VX_RETURN_IF_ERROR(view->setBits(const_cast<uint8_t*>(cursor), false));
+            _blockView = std::move(view);
+        }
+        capture.image = _blockView;
+    }
+    _previousKnown = _frameMode != FrameMode::eZeroCopy;
+    return VXError::eNoError;
+}
+
+void Host::setFrameMode(FrameMode mode) {
+    if (mode != _frameMode)
+        _previousKnown = false;
+    _frameMode = mode;
 }
 
 VXResult Host::waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult) {

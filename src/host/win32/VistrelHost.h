@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "FrameDiff.h"
 #include "SecuredObjects.h"
 #include "ServerLog.h"
 #include "VXImage.h"
@@ -23,6 +24,21 @@
 #include "VistrelSharedObjects.h"
 
 namespace Vistrel {
+
+// Where a capture's pixels are and whether its updated region is worked out.
+enum class FrameMode {
+    // The host's own copy (Capture::image), kept until the next capture; the updated region is
+    // found while copying, at about the cost of the copy alone.
+    eCopy,
+    // Capture::image views the image block itself: no copy. Its rows are packed (stride =
+    // width x 4) and start 13 bytes into the block, so they are not 4-byte aligned. The pixels
+    // stay valid until the next request on the host (which the server overwrites) and while
+    // the host lives. The updated region is always the whole frame.
+    eZeroCopy,
+    // As eZeroCopy, but the host keeps a copy of the last frame to find the updated region:
+    // one read of the block and a write of what changed.
+    eZeroCopyWithRegion,
+};
 
 struct HostOptions {
     VXRect captureRect;
@@ -36,6 +52,7 @@ struct HostOptions {
     // UTF-8 file (crash dumps beside it as <file>.1.dmp, ...) and/or given to the callback.
     VXString logPath;
     std::function<void(std::string_view line, bool fromHost)> logCallback;
+    FrameMode frameMode = FrameMode::eCopy;
 };
 
 struct Capture {
@@ -46,6 +63,12 @@ struct Capture {
     std::shared_ptr<VXImage> image;
     // From setting the start event to reading the answer.
     uint64_t microseconds = 0;
+    // What differs from the previous successful capture of this host, when this one succeeded:
+    // rectangles in frame coordinates (0,0 is the capture rectangle's top-left) on a 32 x 32
+    // grid, clipped to the frame, never overlapping; empty when nothing changed. The whole frame
+    // for the first capture, after a capture that failed and after a change of frame mode.
+    // Empty when this capture failed. The Capture owns it; each capture replaces it.
+    std::vector<VXRect> updatedRegion;
 };
 
 class Host {
@@ -71,6 +94,10 @@ public:
     // it wrote (otherwise the record is left empty, code 0).
     VXResult waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult);
     VXResult terminate();
+    // Takes effect with the next capture, which then reports the whole frame. Like every call
+    // on a host, never while another call on the same host runs.
+    void setFrameMode(FrameMode mode);
+    FrameMode frameMode() const { return _frameMode; }
     bool isRunning() const;
     uint32_t processId() const { return _processId; }
 
@@ -92,6 +119,7 @@ private:
     VXResult describeExit_(const VXSourceLocation& site);
     VXResult waitForAnswer_(uint32_t timeoutMs);
     void logExit_(uint32_t exitCode);
+    VXResult readFrame_(bool previousKnown, Capture& capture);
 
     std::shared_ptr<Params> _params;
     std::unique_ptr<SecuredObjects> _secured;
@@ -101,6 +129,10 @@ private:
     uint32_t _processId = 0;
     bool _unanswered = false;  // a request timed out before its answer came
     std::unique_ptr<ServerLog> _log;
+    FrameMode _frameMode = FrameMode::eCopy;
+    FrameDiff _diff;
+    bool _previousKnown = false;          // _image holds the last successful capture
+    std::shared_ptr<VXImage> _blockView;  // zero-copy frames: the image block's pixels
 };
 
 // The folder of the running executable, with a trailing backslash.

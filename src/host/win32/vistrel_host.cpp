@@ -1,11 +1,13 @@
 // The C interface over Vistrel::Host; no exception and no C++ type crosses it.
 #include "vistrel_host.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <new>
 #include <string>
 
+#include "MonitorList.h"
 #include "VXChecks.h"
 #include "VistrelExchange.h"
 #include "VistrelHost.h"
@@ -21,6 +23,7 @@ struct VistrelHost {
     VXString lastError;
     VXString logText;
     VXString lastDump;
+    std::vector<VistrelRect> rects;
 };
 
 namespace {
@@ -68,6 +71,10 @@ void clearFrame(VistrelFrame* frame) {
     std::memset(reinterpret_cast<uint8_t*>(frame) + sizeof(frame->size), 0, end - sizeof(frame->size));
 }
 
+VistrelRect toC(const VXRect& r) {
+    return VistrelRect{r.getLeft(), r.getTop(), r.getRight(), r.getBottom()};
+}
+
 int32_t capture(VistrelHost* h, const uint64_t* windows, uint32_t windowCount, int32_t captureCursor,
                 uint32_t timeoutMs, VistrelFrame* frame) {
     // The count is checked before the list is touched: nothing past an allowed list is read.
@@ -85,7 +92,14 @@ int32_t capture(VistrelHost* h, const uint64_t* windows, uint32_t windowCount, i
     h->text = c.result.text;
     frame->code = c.result.code;
     frame->text = h->text.wstr();
+    h->rects.clear();
     if (c.result.code <= VXError::eNoError && c.image) {
+        for (const VXRect& r : c.updatedRegion)
+            h->rects.push_back(toC(r));
+        if (reaches(frame, &VistrelFrame::rects)) {  // a 1.0 caller's frame ends before them
+            frame->rectCount = static_cast<uint32_t>(h->rects.size());
+            frame->rects = h->rects.data();
+        }
         frame->pixels = c.image->getBits();
         frame->width = c.image->getWidth();
         frame->height = c.image->getHeight();
@@ -206,4 +220,46 @@ extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_last_dump(VistrelHost* h
     const std::vector<VXString> dumps = h->host->dumpFiles();
     h->lastDump = dumps.empty() ? VXString() : dumps.back();
     return h->lastDump.wstr();
+}
+
+extern "C" VISTREL_HOST_API int32_t vistrel_host_set_frame_mode(VistrelHost* h, int32_t mode) {
+    if (h == nullptr || mode < VISTREL_FRAME_COPY || mode > VISTREL_FRAME_ZERO_COPY_WITH_REGION)
+        return VXError::eBadParameter;
+    if (!h->host)
+        return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
+    static constexpr Vistrel::FrameMode kModes[] = {Vistrel::FrameMode::eCopy, Vistrel::FrameMode::eZeroCopy,
+                                                    Vistrel::FrameMode::eZeroCopyWithRegion};
+    h->host->setFrameMode(kModes[mode]);
+    return remember(h, VXError::eNoError);
+}
+
+extern "C" VISTREL_HOST_API int32_t vistrel_host_list_monitors(VistrelMonitor* monitors, uint32_t capacity,
+                                                               uint32_t* count, VistrelRect* virtualScreen) {
+    if (count == nullptr || (monitors == nullptr && capacity > 0))
+        return VXError::eBadParameter;
+    std::vector<Vistrel::MonitorInfo> found;
+    VXRect all;
+    try {
+        const VXResult r = Vistrel::MonitorList::list(found, all);
+        if (r.isError())
+            return r.code();
+    } catch (...) {
+        return VXError::eNoMemory;
+    }
+    *count = static_cast<uint32_t>(found.size());
+    for (uint32_t i = 0; i < std::min(capacity, *count); ++i) {
+        VistrelMonitor& m = monitors[i];
+        m.bounds = toC(found[i].bounds);
+        m.workArea = toC(found[i].workArea);
+        m.primary = found[i].primary ? 1 : 0;
+        // The name came from a field of the same size, so it always fits with its terminator.
+        const wchar_t* name = found[i].deviceName.wstr();
+        size_t k = 0;
+        for (; k + 1 < sizeof(m.deviceName) / sizeof(wchar_t) && name[k] != L'\0'; ++k)
+            m.deviceName[k] = name[k];
+        m.deviceName[k] = L'\0';
+    }
+    if (virtualScreen != nullptr)
+        *virtualScreen = toC(all);
+    return VXError::eNoError;
 }

@@ -59,6 +59,14 @@ extern "C" {
 
 typedef struct VistrelHost VistrelHost;
 
+/* A rectangle; right and bottom exclusive. */
+typedef struct VistrelRect {
+    int32_t left;
+    int32_t top;
+    int32_t right;
+    int32_t bottom;
+} VistrelRect;
+
 /* Receives the server's log, opt-in (see VistrelStartOptions). Each line (UTF-8, no line end)
  * comes on the log's own thread, never the caller's; fromHost is 1 for the lines the host
  * library adds. The line is valid during the call only. */
@@ -94,7 +102,34 @@ typedef struct VistrelFrame {
     uint32_t waitMilliseconds;
     int32_t waitTimedOut;
     uint64_t microseconds; /* request to answer, as the host saw it */
+    /* What differs from the previous successful capture of this host: rectangles in frame
+     * coordinates on a 32 x 32 grid, never overlapping; none when nothing changed. The whole
+     * frame for the first capture, after a failed one, after a change of frame mode, and always
+     * in VISTREL_FRAME_ZERO_COPY. Owned by the host, valid until the next call on it. */
+    uint32_t rectCount;
+    const VistrelRect* rects;
 } VistrelFrame;
+
+/* Frame modes (vistrel_host_set_frame_mode). */
+enum {
+    /* pixels are the host's own copy, valid until the next call on the host (the default) */
+    VISTREL_FRAME_COPY = 0,
+    /* pixels point into the shared image block itself: no copy; stride = width * 4, rows not
+     * 4-byte aligned; valid until the next capture on the host or its close; the updated
+     * region is always the whole frame */
+    VISTREL_FRAME_ZERO_COPY = 1,
+    /* as VISTREL_FRAME_ZERO_COPY, with the updated region from a copy the host keeps */
+    VISTREL_FRAME_ZERO_COPY_WITH_REGION = 2
+};
+
+/* A display monitor: bounds and work area in physical pixels, virtual-screen coordinates (what
+ * vistrel_host_start's rectangle takes); deviceName such as "\\.\DISPLAY1". */
+typedef struct VistrelMonitor {
+    VistrelRect bounds;
+    VistrelRect workArea;
+    int32_t primary;
+    wchar_t deviceName[32];
+} VistrelMonitor;
 
 /* "1.0.0": the version of the library (and of the server it was built with). */
 VISTREL_HOST_API const char* vistrel_host_version(void);
@@ -133,6 +168,16 @@ VISTREL_HOST_API void vistrel_host_close(VistrelHost* host);
 VISTREL_HOST_API int32_t vistrel_host_log_result(VistrelHost* host, const wchar_t** text);
 /* The path of the last crash dump written beside the log, or "" when there is none. */
 VISTREL_HOST_API const wchar_t* vistrel_host_last_dump(VistrelHost* host);
+
+/* Sets the frame mode for the following captures (2005 for an unknown mode); the next capture
+ * reports the whole frame. Not while another call on the same host runs. */
+VISTREL_HOST_API int32_t vistrel_host_set_frame_mode(VistrelHost* host, int32_t mode);
+/* Lists the monitors, the primary one first, into monitors (up to capacity of them; may be null
+ * when capacity is 0); *count receives how many there are, which may exceed capacity. The
+ * virtual screen (the rectangle holding them all) goes to virtualScreen unless it is null.
+ * Needs no host; callable from any thread. 2000, 2005 for bad arguments, or the Win32 failure. */
+VISTREL_HOST_API int32_t vistrel_host_list_monitors(VistrelMonitor* monitors, uint32_t capacity,
+                                                    uint32_t* count, VistrelRect* virtualScreen);
 
 #ifdef __cplusplus
 }
