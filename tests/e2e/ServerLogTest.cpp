@@ -45,8 +45,9 @@ bool isHostLine(const std::string& line) {
     return at != std::string::npos && line.compare(at + 5, 7, Vistrel::ServerLogText::kHostMarker) == 0;
 }
 
-VXString freshLog(const char16_t* name) {
-    const VXString path = Vistrel::executableFolder() + VXString(u"e2e-with-magnifier\\") + VXString(name);
+// A log beside the staged server; the folder is this run's own, so nothing is left from another.
+VXString freshLog(const VXString& server, const char16_t* name) {
+    const VXString path = Vistrel::folderOf(server) + VXString(name);
     DeleteFileW(path.wstr());
     for (uint32_t n = 1; n <= 3; ++n)
         DeleteFileW(Vistrel::ServerLogText::dumpFileName(path, n).wstr());
@@ -79,7 +80,7 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
     e2e::ScopedEnvironment failUninitialize(L"VXMAG_FAIL_UNINITIALIZE", L"5");
     e2e::ScopedEnvironment noFilterList(L"VXMAG_FILTER_LIMIT", L"0");
     const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
-    const VXString logPath = freshLog(u"uninitialize.log");
+    const VXString logPath = freshLog(server, u"uninitialize.log");
     std::mutex lock;
     std::vector<std::pair<std::string, bool>> delivered;
     Vistrel::ServerLogOptions log;
@@ -94,9 +95,9 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
     {
         Noise writer;
         std::unique_ptr<Vistrel::Host> host;
-        ASSERT_TRUE(Vistrel::Host::startWithOptions(
-                        server, u"\"/cr 0,0,64,64\" \"/g e2e-log\" \"/ut\" \"/SessionKey s3cr3t\"", host, log)
-                        .isSuccess());
+        const VXResult started = Vistrel::Host::startWithOptions(
+            server, u"\"/cr 0,0,64,64\" \"/g e2e-log\" \"/ut\" \"/SessionKey s3cr3t\"", host, log);
+        ASSERT_TRUE(started.isSuccess()) << started.message().toUtf8();
         ASSERT_TRUE(host->logResult().isSuccess()) << host->logResult().message().toUtf8();
         processId = host->processId();
         Vistrel::Capture capture;
@@ -199,7 +200,7 @@ int64_t lineTime(const std::string& line) {
 TEST(ServerLog, ACrashOnTheCapturePathLeavesItsLinesAndADumpBesideTheLog) {
     e2e::ScopedEnvironment fault(L"VXMAG_FAULT_SOURCE", L"1");
     const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
-    const VXString logPath = freshLog(u"crash.log");
+    const VXString logPath = freshLog(server, u"crash.log");
     const VXString outputPath = logPath + VXString(u".out");
     const auto start = std::chrono::steady_clock::now();
     const uint32_t exitCode =
@@ -210,7 +211,7 @@ TEST(ServerLog, ACrashOnTheCapturePathLeavesItsLinesAndADumpBesideTheLog) {
     EXPECT_EQ(exitCode, 2u) << output;
     // The server dies while answering, or, when writing the dump outlasts the answer's
     // time-out, after it.
-    EXPECT_TRUE(output.find("capture: (2020) Server ended with exit code 3221225477") != std::string::npos ||
+    EXPECT_TRUE(output.find("capture: (3001) Server ended with exit code 3221225477") != std::string::npos ||
                 output.find("server ended with exit code 3221225477 (0xC0000005)") != std::string::npos)
         << output;
     const VXString dumpPath = Vistrel::ServerLogText::dumpFileName(logPath, 1);
@@ -260,9 +261,10 @@ TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
     options.captureRect = VXRect(0, 0, 32, 32);
     options.serverPath = server;
     options.unitTestMode = true;
-    options.logPath = freshLog(u"first.log");
+    options.logPath = freshLog(server, u"first.log");
     std::unique_ptr<Vistrel::Host> first;
-    ASSERT_TRUE(Vistrel::Host::start(options, first).isSuccess());
+    const VXResult started = Vistrel::Host::start(options, first);
+    ASSERT_TRUE(started.isSuccess()) << started.message().toUtf8();
     EXPECT_TRUE(first->logResult().isSuccess()) << first->logResult().message().toUtf8();
 
     std::vector<std::pair<std::string, bool>> secondLines;
@@ -298,7 +300,7 @@ TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
 
     // The first gives the buffer back when it is done: a later host collects again.
     first.reset();
-    options.logPath = freshLog(u"third.log");
+    options.logPath = freshLog(server, u"third.log");
     std::unique_ptr<Vistrel::Host> third;
     ASSERT_TRUE(Vistrel::Host::start(options, third).isSuccess());
     EXPECT_TRUE(third->logResult().isSuccess()) << third->logResult().message().toUtf8();
