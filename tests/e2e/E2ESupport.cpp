@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "support/win32/SolidWindow.h"
 
 namespace e2e {
@@ -11,6 +13,33 @@ namespace {
 constexpr wchar_t kWindowClass[] = L"VistrelE2ESolidWindow";
 constexpr DWORD kReadyTimeoutMs = 10000;
 
+// Folders staged by earlier runs ("e2e-...-<run>"): removed when nothing holds their files any
+// more, so that runs do not pile up copies of the server. A folder still in use stays.
+void removeEarlierRuns(const VXString& bin, uint32_t run) {
+    WIN32_FIND_DATAW found;
+    const HANDLE find = FindFirstFileW((bin + VXString(u"e2e-*")).wstr(), &found);
+    if (find == INVALID_HANDLE_VALUE)
+        return;
+    const std::wstring current = L"-" + std::to_wstring(run);
+    do {
+        const std::wstring name = found.cFileName;
+        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) || name.ends_with(current))
+            continue;
+        const std::wstring folder = std::wstring(bin.wstr()) + name + L"\\";
+        WIN32_FIND_DATAW file;
+        const HANDLE files = FindFirstFileW((folder + L"*").c_str(), &file);
+        if (files != INVALID_HANDLE_VALUE) {
+            do {
+                if (!(file.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+                    DeleteFileW((folder + file.cFileName).c_str());
+            } while (FindNextFileW(files, &file));
+            FindClose(files);
+        }
+        RemoveDirectoryW(folder.c_str());
+    } while (FindNextFileW(find, &found));
+    FindClose(find);
+}
+
 }  // namespace
 
 VXString stageServer(const char16_t* folder, bool withMagnifier) {
@@ -18,6 +47,8 @@ VXString stageServer(const char16_t* folder, bool withMagnifier) {
     // Wine hands out the same few process ids run after run, so the start time names the run.
     static const uint32_t run = static_cast<uint32_t>(GetTickCount64());
     const VXString bin = Vistrel::executableFolder();
+    static const bool cleaned = (removeEarlierRuns(bin, run), true);
+    (void)cleaned;
     const VXString target = bin + vxFormat(u"%s-%u\\", VXString(folder), run);
     auto failed = [&](const char* step, const VXString& path) {
         const DWORD error = GetLastError();
