@@ -1,6 +1,7 @@
 #include "E2ESupport.h"
 
 #include <gtest/gtest.h>
+#include <tlhelp32.h>
 
 #include <string>
 
@@ -71,24 +72,84 @@ VXString stageServer(const char16_t* folder, bool withMagnifier) {
     return server;
 }
 
-uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32_t timeoutMs) {
+uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32_t timeoutMs,
+                    const VXString& outputPath) {
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
+    HANDLE output = nullptr;
+    if (!outputPath.isEmpty()) {
+        SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
+        output = CreateFileW(outputPath.wstr(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS,
+                             FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (output == INVALID_HANDLE_VALUE)
+            return ~0u;
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdOutput = startup.hStdError = output;
+    }
     PROCESS_INFORMATION process{};
     std::wstring writable(commandLine.wstr());
-    if (!CreateProcessW(program.wstr(), writable.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process)) {
-        return ~0u;
-    }
-    CloseHandle(process.hThread);
     DWORD code = ~0u;
-    if (WaitForSingleObject(process.hProcess, timeoutMs) == WAIT_OBJECT_0) {
-        GetExitCodeProcess(process.hProcess, &code);
-    } else {
-        TerminateProcess(process.hProcess, 1);
+    if (CreateProcessW(program.wstr(), writable.data(), nullptr, nullptr, output != nullptr, 0, nullptr,
+                       nullptr, &startup, &process)) {
+        CloseHandle(process.hThread);
+        if (WaitForSingleObject(process.hProcess, timeoutMs) == WAIT_OBJECT_0) {
+            GetExitCodeProcess(process.hProcess, &code);
+        } else {
+            TerminateProcess(process.hProcess, 1);
+        }
+        CloseHandle(process.hProcess);
     }
-    CloseHandle(process.hProcess);
+    if (output != nullptr)
+        CloseHandle(output);
     return code;
+}
+
+std::unique_ptr<Vistrel::Host> startHost(const VXRect& rect, bool unitTestMode) {
+    Vistrel::HostOptions options;
+    options.captureRect = rect;
+    options.serverPath = stageServer(u"e2e-with-magnifier", true);
+    options.unitTestMode = unitTestMode;
+    std::unique_ptr<Vistrel::Host> host;
+    const VXResult r = Vistrel::Host::start(options, host);
+    EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
+    return host;
+}
+
+uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final) {
+    uint32_t exitCode = ~0u;
+    const VXResult r = host.waitForExit(30000, exitCode, final);
+    EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
+    return exitCode;
+}
+
+DWORD childServer() {
+    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    PROCESSENTRY32W entry{};
+    entry.dwSize = sizeof(entry);
+    DWORD found = 0;
+    for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry)) {
+        if (entry.th32ParentProcessID == GetCurrentProcessId() &&
+            _wcsicmp(entry.szExeFile, L"Vistrel.exe") == 0)
+            found = entry.th32ProcessID;
+    }
+    CloseHandle(snapshot);
+    return found;
+}
+
+void setThreadsSuspended(DWORD processId, bool suspended) {
+    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+        if (entry.th32OwnerProcessID != processId)
+            continue;
+        HANDLE thread = OpenThread(THREAD_SUSPEND_RESUME, FALSE, entry.th32ThreadID);
+        if (thread != nullptr) {
+            suspended ? SuspendThread(thread) : ResumeThread(thread);
+            CloseHandle(thread);
+        }
+    }
+    CloseHandle(snapshot);
 }
 
 WindowThread::WindowThread(std::vector<SolidWindow> windows) : _windows(std::move(windows)) {

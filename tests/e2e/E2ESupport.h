@@ -21,8 +21,21 @@ namespace e2e {
 // server's path, or empty after a failure the test has been told of.
 VXString stageServer(const char16_t* folder, bool withMagnifier);
 
-// Runs a program and waits; its exit code, or ~0u on failure.
-uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32_t timeoutMs);
+// Runs a program and waits, its output into `outputPath` when one is given; its exit code, or
+// ~0u on failure.
+uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32_t timeoutMs,
+                    const VXString& outputPath = VXString());
+
+// A host on a server staged with the stand-in (null after a failure the test has been told of).
+std::unique_ptr<Vistrel::Host> startHost(const VXRect& rect, bool unitTestMode);
+
+// Waits for the server to end; its exit code, the final result in `final`.
+uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final);
+
+// The Vistrel.exe this process started last, found by its parent; 0 when there is none.
+DWORD childServer();
+// Suspends or resumes every thread of a process: a server that cannot answer for a while.
+void setThreadsSuspended(DWORD processId, bool suspended);
 
 struct SolidWindow {
     RECT rect;       // screen coordinates

@@ -3,7 +3,6 @@
 #include <aclapi.h>
 #include <gtest/gtest.h>
 #include <sddl.h>
-#include <tlhelp32.h>
 
 #include <cstddef>
 #include <cstdio>
@@ -15,6 +14,7 @@
 #include "E2ESupport.h"
 #include "SerializeUtils.h"
 #include "VistrelExchange.h"
+#include "support/ResultText.h"
 #include "vistrel_host.h"
 
 namespace {
@@ -25,8 +25,6 @@ VistrelStartOptions startOptions(const VXString& server, const wchar_t* identifi
     VistrelStartOptions options{};
     options.size = sizeof(options);
     options.serverPath = server.wstr();
-    options.left = 0;
-    options.top = 0;
     options.right = 40;
     options.bottom = 30;
     options.identifier = identifier;
@@ -43,10 +41,6 @@ VistrelFrame emptyFrame() {
 bool isCleared(const VistrelFrame& frame) {
     VistrelFrame cleared = emptyFrame();
     return std::memcmp(&frame, &cleared, sizeof(frame)) == 0;
-}
-
-std::string text(const wchar_t* wide) {
-    return VXString::fromWide(wide).toUtf8();
 }
 
 TEST(HostCApi, StartCaptureRefuseBadRequestsAndClose) {
@@ -92,6 +86,9 @@ TEST(HostCApi, StartCaptureRefuseBadRequestsAndClose) {
     small.code = 77;
     EXPECT_EQ(vistrel_host_capture(host, nullptr, 0, 0, kAnswerTimeoutMs, &small), VISTREL_BAD_PARAMETER);
     EXPECT_EQ(small.code, 77);
+    uint32_t exitCode = 0;
+    int32_t finalCode = -1;
+    EXPECT_EQ(vistrel_host_wait_exit(host, 0, &exitCode, &finalCode), VISTREL_TIMEOUT);
     vistrel_host_close(host);
 }
 
@@ -112,37 +109,6 @@ TEST(HostCApi, FailuresCarryTheirText) {
     vistrel_host_close(host);
 }
 
-// The one Vistrel.exe this process started, found by its parent.
-DWORD childServer() {
-    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    PROCESSENTRY32W entry{};
-    entry.dwSize = sizeof(entry);
-    DWORD found = 0;
-    for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry)) {
-        if (entry.th32ParentProcessID == GetCurrentProcessId() &&
-            _wcsicmp(entry.szExeFile, L"Vistrel.exe") == 0)
-            found = entry.th32ProcessID;
-    }
-    CloseHandle(snapshot);
-    return found;
-}
-
-void suspendThreadsOf(DWORD processId) {
-    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-    THREADENTRY32 entry{};
-    entry.dwSize = sizeof(entry);
-    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
-        if (entry.th32OwnerProcessID != processId)
-            continue;
-        HANDLE thread = OpenThread(THREAD_SUSPEND_RESUME, FALSE, entry.th32ThreadID);
-        if (thread != nullptr) {
-            SuspendThread(thread);
-            CloseHandle(thread);
-        }
-    }
-    CloseHandle(snapshot);
-}
-
 TEST(HostCApi, ServerKilledDuringARequestNamesTheExitAndClearsTheFrame) {
     constexpr UINT kKilledExitCode = 77;
     const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
@@ -154,9 +120,9 @@ TEST(HostCApi, ServerKilledDuringARequestNamesTheExitAndClearsTheFrame) {
     ASSERT_NE(frame.pixels, nullptr);
 
     // The server can no longer answer; it is killed while the next request waits.
-    const DWORD serverId = childServer();
+    const DWORD serverId = e2e::childServer();
     ASSERT_NE(serverId, 0u);
-    suspendThreadsOf(serverId);
+    e2e::setThreadsSuspended(serverId, true);
     HANDLE process = OpenProcess(PROCESS_TERMINATE, FALSE, serverId);
     ASSERT_NE(process, nullptr);
     std::thread killer([process] {

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -14,6 +13,8 @@
 #include "ServerLogText.h"
 #include "VXDumpText.h"
 #include "VistrelExchange.h"
+#include "VistrelHostCommand.h"
+#include "support/ResultText.h"
 #include "vistrel_host.h"
 
 namespace {
@@ -26,17 +27,6 @@ constexpr char kNoise[] = "e2e noise written by the test process";
 std::string readAll(const VXString& path) {
     std::ifstream in(path.toUtf8(), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-std::vector<std::string> splitLines(const std::string& text) {
-    std::vector<std::string> lines;
-    size_t start = 0;
-    while (start < text.size()) {
-        const size_t end = text.find('\n', start);
-        lines.push_back(text.substr(start, end - start));
-        start = end == std::string::npos ? text.size() : end + 1;
-    }
-    return lines;
 }
 
 bool isHostLine(const std::string& line) {
@@ -90,15 +80,16 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
         delivered.emplace_back(std::string(line), fromHost);
     };
 
+    const VXString id = VXString(u"e2e-log-") + Vistrel::HostCommand::newGuid();
     uint64_t noise = 0;
     uint32_t processId = 0;
     {
         Noise writer;
         std::unique_ptr<Vistrel::Host> host;
         const VXResult started = Vistrel::Host::startWithOptions(
-            server, u"\"/cr 0,0,64,64\" \"/g e2e-log\" \"/ut\" \"/SessionKey s3cr3t\"", host, log);
-        ASSERT_TRUE(started.isSuccess()) << started.message().toUtf8();
-        ASSERT_TRUE(host->logResult().isSuccess()) << host->logResult().message().toUtf8();
+            server, vxFormat(u"\"/cr 0,0,64,64\" \"/g %s\" \"/ut\" \"/SessionKey s3cr3t\"", id), host, log);
+        ASSERT_TRUE(started.isSuccess()) << text(started);
+        ASSERT_TRUE(host->logResult().isSuccess()) << text(host->logResult());
         processId = host->processId();
         Vistrel::Capture capture;
         ASSERT_TRUE(
@@ -145,12 +136,13 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
             hostLines.push_back(line.substr(line.find(Vistrel::ServerLogText::kHostMarker) + 7));
     }
     ASSERT_EQ(hostLines.size(), 3u) << file;
-    EXPECT_EQ(hostLines[0].rfind("Server started: \"" + server.toUtf8() +
-                                     "\" \"/cr 0,0,64,64\" \"/g e2e-log\" \"/ut\"; "
-                                     "process id " +
-                                     std::to_string(processId) + "; version ",
-                                 0),
-              0u)
+    EXPECT_EQ(
+        hostLines[0].rfind("Server started: \"" + server.toUtf8() + "\" \"/cr 0,0,64,64\" \"/g " + text(id) +
+                               "\" \"/ut\"; "
+                               "process id " +
+                               std::to_string(processId) + "; version ",
+                           0),
+        0u)
         << hostLines[0];
     EXPECT_EQ(hostLines[1].rfind("Answer (20", 0), 0u) << hostLines[1];
     EXPECT_EQ(hostLines[2].rfind("Server ended with exit code 10; final result (2020) ", 0), 0u)
@@ -159,54 +151,15 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
     EXPECT_TRUE(isHostLine(delivered.back().first));
 }
 
-// Runs vistrel-grab with its output in a file; its exit code, or ~0u.
-uint32_t runGrab(const VXString& arguments, const VXString& outputPath, uint32_t timeoutMs) {
-    SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
-    HANDLE output = CreateFileW(outputPath.wstr(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS,
-                                FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (output == INVALID_HANDLE_VALUE)
-        return ~0u;
-    const VXString program = Vistrel::executableFolder() + VXString(u"vistrel-grab.exe");
-    std::wstring commandLine = (vxFormat(u"\"%s\" ", program) + arguments).wstr();
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = output;
-    startup.hStdError = output;
-    PROCESS_INFORMATION process{};
-    DWORD code = ~0u;
-    if (CreateProcessW(program.wstr(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                       &startup, &process)) {
-        CloseHandle(process.hThread);
-        if (WaitForSingleObject(process.hProcess, timeoutMs) == WAIT_OBJECT_0) {
-            GetExitCodeProcess(process.hProcess, &code);
-        } else {
-            TerminateProcess(process.hProcess, 1);
-        }
-        CloseHandle(process.hProcess);
-    }
-    CloseHandle(output);
-    return code;
-}
-
-// "2024-05-01 10:00:00.123 PST ..." as milliseconds of the day.
-int64_t lineTime(const std::string& line) {
-    int h = 0, m = 0, s = 0, ms = 0;
-    if (line.size() < 23 || std::sscanf(line.c_str() + 11, "%d:%d:%d.%d", &h, &m, &s, &ms) != 4)
-        return -1;
-    return ((h * 60 + m) * 60 + s) * 1000LL + ms;
-}
-
 TEST(ServerLog, ACrashOnTheCapturePathLeavesItsLinesAndADumpBesideTheLog) {
     e2e::ScopedEnvironment fault(L"VXMAG_FAULT_SOURCE", L"1");
     const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
     const VXString logPath = freshLog(server, u"crash.log");
     const VXString outputPath = logPath + VXString(u".out");
-    const auto start = std::chrono::steady_clock::now();
-    const uint32_t exitCode =
-        runGrab(vxFormat(u"--rect 0,0,64,64 --server \"%s\" --log \"%s\"", server, logPath), outputPath,
-                kCrashRunTimeoutMs);
-    const auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const VXString grab = Vistrel::executableFolder() + VXString(u"vistrel-grab.exe");
+    const uint32_t exitCode = e2e::runProcess(
+        grab, vxFormat(u"\"%s\" --rect 0,0,64,64 --server \"%s\" --log \"%s\"", grab, server, logPath),
+        kCrashRunTimeoutMs, outputPath);
     const std::string output = readAll(outputPath);
     EXPECT_EQ(exitCode, 2u) << output;
     // The server dies while answering, or, when writing the dump outlasts the answer's
@@ -236,18 +189,6 @@ TEST(ServerLog, ACrashOnTheCapturePathLeavesItsLinesAndADumpBesideTheLog) {
     ASSERT_GE(dump.size(), 4u);
     EXPECT_EQ(dump.substr(0, 4), "MDMP");
     EXPECT_TRUE(dump.size() == decoded.size() && std::memcmp(dump.data(), decoded.data(), dump.size()) == 0);
-
-    int64_t crashAt = -1, endAt = -1;
-    for (const std::string& line : splitLines(log)) {
-        if (crashAt < 0 && line.find("*** Crash ***") != std::string::npos)
-            crashAt = lineTime(line);
-        if (line.find("MDUMP END") != std::string::npos)
-            endAt = lineTime(line);
-    }
-    std::printf(
-        "[ crash    ] grab run %.1f s; crash to MDUMP END %.1f s; dump %u bytes, %u characters of text\n",
-        seconds, static_cast<double>(endAt - crashAt) / 1000.0, static_cast<unsigned>(dump.size()),
-        static_cast<unsigned>(blocks[0].text.size()));
 }
 
 void collectLine(void* context, const char* line, int32_t fromHost) {
@@ -264,8 +205,8 @@ TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
     options.logPath = freshLog(server, u"first.log");
     std::unique_ptr<Vistrel::Host> first;
     const VXResult started = Vistrel::Host::start(options, first);
-    ASSERT_TRUE(started.isSuccess()) << started.message().toUtf8();
-    EXPECT_TRUE(first->logResult().isSuccess()) << first->logResult().message().toUtf8();
+    ASSERT_TRUE(started.isSuccess()) << text(started);
+    EXPECT_TRUE(first->logResult().isSuccess()) << text(first->logResult());
 
     std::vector<std::pair<std::string, bool>> secondLines;
     VistrelHost* second = nullptr;
@@ -279,7 +220,7 @@ TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
     ASSERT_EQ(vistrel_host_start(&start, &second), 2000) << vistrel_host_last_error(second);
     const wchar_t* reason = nullptr;
     EXPECT_EQ(vistrel_host_log_result(second, &reason), 2029);
-    const std::string why = VXString::fromWide(reason).toUtf8();
+    const std::string why = text(reason);
     EXPECT_EQ(why.rfind("The debug output buffer is held by another reader", 0), 0u) << why;
 
     Vistrel::Capture capture;
@@ -303,7 +244,7 @@ TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
     options.logPath = freshLog(server, u"third.log");
     std::unique_ptr<Vistrel::Host> third;
     ASSERT_TRUE(Vistrel::Host::start(options, third).isSuccess());
-    EXPECT_TRUE(third->logResult().isSuccess()) << third->logResult().message().toUtf8();
+    EXPECT_TRUE(third->logResult().isSuccess()) << text(third->logResult());
 }
 
 }  // namespace
