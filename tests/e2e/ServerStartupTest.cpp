@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "E2ESupport.h"
+#include "SerializeUtils.h"
 #include "VistrelExchange.h"
 #include "VistrelHostCommand.h"
 #include "support/ResultText.h"
@@ -24,6 +25,32 @@ TEST(ServerStartup, NoArgumentsExits12AndATooSmallImageBlockExits13) {
         Vistrel::Params::makeCommandLine(VXRect(0, 0, 1920, 1080), guid.c_str(), false, options).isSuccess());
     EXPECT_EQ(e2e::runProcess(server, vxFormat(u"\"%s\" %s", server, options), kExitTimeoutMs), 13u);
     CloseHandle(small);
+}
+
+TEST(ServerStartup, AStartEventWithoutAHandleEndsTheLoopAtOnceWithExit10) {
+    // A mutex holding the event's name: the server's event gets no handle.
+    const VXString guid = Vistrel::HostCommand::newGuid();
+    HANDLE squatter = CreateMutexW(nullptr, FALSE, (VXString(Vistrel::kEventStartPrefix) + guid).wstr());
+    HANDLE result =
+        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, Vistrel::kResultBlockSize,
+                           (VXString(Vistrel::kResultPrefix) + guid).wstr());
+    ASSERT_TRUE(squatter != nullptr && result != nullptr);
+    VXString options;
+    ASSERT_TRUE(
+        Vistrel::Params::makeCommandLine(VXRect(0, 0, 32, 32), guid.c_str(), true, options).isSuccess());
+    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
+    const DWORD start = GetTickCount();
+    EXPECT_EQ(e2e::runProcess(server, vxFormat(u"\"%s\" %s", server, options), kExitTimeoutMs), 10u);
+    EXPECT_LT(GetTickCount() - start, 20000u) << "not after the request time-out";
+    const void* view = MapViewOfFile(result, FILE_MAP_READ, 0, 0, Vistrel::kResultBlockSize);
+    Vistrel::ResultRecord final;
+    ASSERT_NE(SerializeUtils::readResult(static_cast<const uint8_t*>(view), Vistrel::kResultBlockSize, final),
+              nullptr);
+    EXPECT_EQ(text(final.text).rfind("Method \"WaitForSingleObject\" returned Win32 error [6]", 0), 0u)
+        << text(final.text);
+    UnmapViewOfFile(view);
+    CloseHandle(result);
+    CloseHandle(squatter);
 }
 
 TEST(ServerStartup, EmptyRectangleIsRefusedInTheResultBlockWithExit10) {
