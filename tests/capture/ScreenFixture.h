@@ -57,15 +57,9 @@ protected:
     }
     // A visible, topmost, borderless window painted in `color`, above those made before it.
     HWND createSolidWindow(const RECT& r, COLORREF color) {
-        HWND window = CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, kSolidClass, L"solid", WS_POPUP,
-                                      r.left, r.top, r.right - r.left, r.bottom - r.top, nullptr, nullptr,
-                                      GetModuleHandleW(nullptr), nullptr);
-        if (window != nullptr) {
-            SetWindowLongPtrW(window, GWLP_USERDATA, static_cast<LONG_PTR>(color));
-            ShowWindow(window, SW_SHOWNOACTIVATE);
-            UpdateWindow(window);
+        HWND window = testsupport::createSolidWindow(kSolidClass, r, color, L"solid");
+        if (window != nullptr)
             _windows.push_back(window);
-        }
         pumpMessages();
         return window;
     }

@@ -170,13 +170,7 @@ void WindowThread::run_() {
     testsupport::registerSolidWindowClass(kWindowClass);
     for (size_t i = 0; i < _windows.size(); ++i) {
         const SolidWindow& w = _windows[i];
-        HWND h = CreateWindowExW(WS_EX_TOPMOST, kWindowClass, w.title, WS_POPUP, w.rect.left, w.rect.top,
-                                 w.rect.right - w.rect.left, w.rect.bottom - w.rect.top, nullptr, nullptr,
-                                 GetModuleHandleW(nullptr), nullptr);
-        SetWindowLongPtrW(h, GWLP_USERDATA, static_cast<LONG_PTR>(w.color));
-        ShowWindow(h, SW_SHOWNOACTIVATE);
-        UpdateWindow(h);
-        _handles[i] = h;
+        _handles[i] = testsupport::createSolidWindow(kWindowClass, w.rect, w.color, w.title);
     }
     MSG message;
     PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);  // the queue exists before anyone posts

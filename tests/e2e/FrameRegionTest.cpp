@@ -11,13 +11,15 @@
 #include "MonitorList.h"
 #include "SerializeUtils.h"
 #include "VistrelExchange.h"
+#include "support/TileMasks.h"
 #include "vistrel_host.h"
 
 namespace {
 
 using Vistrel::FrameMode;
 
-constexpr int32_t kTile = Vistrel::FrameDiff::kTileSize;
+using testsupport::changedTiles;
+using testsupport::coveredTiles;
 // Not a multiple of the tile size either way, so the clipped last column and row are covered.
 const VXRect kCaptureRect(0, 0, 330, 210);
 
@@ -28,39 +30,6 @@ std::vector<uint8_t> pixelsOf(const VXImage& image) {
         pixels.insert(pixels.end(), row, row + image.getWidth() * 4);
     }
     return pixels;
-}
-
-// Tiles whose pixels differ, from a plain comparison of the two frames.
-std::vector<uint8_t> changedTiles(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b, int32_t width,
-                                  int32_t height) {
-    const int32_t tilesX = (width + kTile - 1) / kTile;
-    std::vector<uint8_t> mask(static_cast<size_t>(tilesX * ((height + kTile - 1) / kTile)));
-    for (int32_t y = 0; y < height; ++y) {
-        for (int32_t x = 0; x < width; ++x) {
-            const size_t at = (static_cast<size_t>(y) * width + x) * 4;
-            if (std::memcmp(&a[at], &b[at], 4) != 0)
-                mask[static_cast<size_t>((y / kTile) * tilesX + x / kTile)] = 1;
-        }
-    }
-    return mask;
-}
-
-// Tiles the region covers; an overlap or a rectangle off the grid fails the test.
-std::vector<uint8_t> coveredTiles(const std::vector<VXRect>& region, int32_t width, int32_t height) {
-    const int32_t tilesX = (width + kTile - 1) / kTile;
-    std::vector<uint8_t> mask(static_cast<size_t>(tilesX * ((height + kTile - 1) / kTile)));
-    for (const VXRect& r : region) {
-        EXPECT_TRUE(r.getLeft() % kTile == 0 && r.getTop() % kTile == 0) << r.toString().toUtf8();
-        EXPECT_TRUE(VXRect(0, 0, width, height).isEnclosing(r)) << r.toString().toUtf8();
-        for (int32_t ty = r.getTop() / kTile; ty * kTile < r.getBottom(); ++ty) {
-            for (int32_t tx = r.getLeft() / kTile; tx * kTile < r.getRight(); ++tx) {
-                uint8_t& tile = mask[static_cast<size_t>(ty * tilesX + tx)];
-                EXPECT_EQ(tile, 0) << "tiles overlap at " << tx << "," << ty;
-                tile = 1;
-            }
-        }
-    }
-    return mask;
 }
 
 std::vector<uint8_t> readRecord(const Vistrel::Host& host) {

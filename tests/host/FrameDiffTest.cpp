@@ -6,11 +6,13 @@
 #include <random>
 #include <vector>
 
+#include "support/TileMasks.h"
+
 namespace {
 
+using testsupport::changedTiles;
+using testsupport::coveredTiles;
 using Vistrel::FrameDiff;
-
-constexpr int32_t kTile = FrameDiff::kTileSize;
 
 struct Change {
     int32_t x;
@@ -27,22 +29,6 @@ struct Case {
     int32_t randomChanges = 0;
     size_t expectedRects;  // merging: a full change is one rectangle, not one per tile row
 };
-
-// Tile mask from a pixel-by-pixel comparison of the two frames.
-std::vector<uint8_t> changedTiles(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b, int32_t width,
-                                  int32_t height) {
-    const int32_t tilesX = (width + kTile - 1) / kTile;
-    const int32_t tilesY = (height + kTile - 1) / kTile;
-    std::vector<uint8_t> mask(static_cast<size_t>(tilesX * tilesY));
-    for (int32_t y = 0; y < height; ++y) {
-        for (int32_t x = 0; x < width; ++x) {
-            const size_t at = (static_cast<size_t>(y) * width + x) * 4;
-            if (std::memcmp(&a[at], &b[at], 4) != 0)
-                mask[static_cast<size_t>((y / kTile) * tilesX + x / kTile)] = 1;
-        }
-    }
-    return mask;
-}
 
 TEST(FrameDiff, RegionCoversExactlyTheChangedTiles) {
     const std::vector<Case> cases = {
@@ -90,25 +76,7 @@ TEST(FrameDiff, RegionCoversExactlyTheChangedTiles) {
                 ASSERT_EQ(target[y * targetStride + packed], 0xEE) << "padding written, row " << y;
             }
         }
-        const int32_t tilesX = (c.width + kTile - 1) / kTile;
-        std::vector<uint8_t> covered(changedTiles(previous, next, c.width, c.height).size());
-        for (const VXRect& r : region) {
-            SCOPED_TRACE(r.toString().toUtf8());
-            ASSERT_TRUE(r.isNotEmpty());
-            EXPECT_EQ(r.getLeft() % kTile, 0);
-            EXPECT_EQ(r.getTop() % kTile, 0);
-            EXPECT_TRUE(r.getRight() % kTile == 0 || r.getRight() == c.width);
-            EXPECT_TRUE(r.getBottom() % kTile == 0 || r.getBottom() == c.height);
-            ASSERT_TRUE(VXRect(0, 0, c.width, c.height).isEnclosing(r));
-            for (int32_t ty = r.getTop() / kTile; ty * kTile < r.getBottom(); ++ty) {
-                for (int32_t tx = r.getLeft() / kTile; tx * kTile < r.getRight(); ++tx) {
-                    uint8_t& tile = covered[static_cast<size_t>(ty * tilesX + tx)];
-                    EXPECT_EQ(tile, 0) << "overlap at tile " << tx << "," << ty;
-                    tile = 1;
-                }
-            }
-        }
-        EXPECT_EQ(covered, changedTiles(previous, next, c.width, c.height));
+        EXPECT_EQ(coveredTiles(region, c.width, c.height), changedTiles(previous, next, c.width, c.height));
         if (c.randomChanges == 0) {
             EXPECT_EQ(region.size(), c.expectedRects);
         }

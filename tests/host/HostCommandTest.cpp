@@ -26,12 +26,9 @@ TEST(HostCommand, FreshIdentifiersDifferAndHaveTheGuidShape) {
     std::set<std::string> seen;
     for (int i = 0; i < 100; ++i) {
         const std::string g = Vistrel::HostCommand::newGuid().toUtf8();
-        ASSERT_EQ(g.size(), 38u) << g;
-        EXPECT_EQ(g.front(), '{');
-        EXPECT_EQ(g.back(), '}');
-        EXPECT_EQ(g[9], '-');
-        EXPECT_EQ(g[24], '-');
-        EXPECT_EQ(g.find_first_not_of("{}-0123456789ABCDEF"), std::string::npos) << g;
+        EXPECT_TRUE(g.size() == 38 && g.front() == '{' && g[9] == '-' && g[24] == '-' && g.back() == '}' &&
+                    g.find_first_not_of("{}-0123456789ABCDEF") == std::string::npos)
+            << g;
         seen.insert(g);
     }
     EXPECT_EQ(seen.size(), 100u);

@@ -1,18 +1,34 @@
 #include <gtest/gtest.h>
 
-#include "ObjectsTestParams.h"
+#include <atomic>
+
+#include "VistrelExchange.h"
+#include "VistrelParams.h"
 #include "VistrelSharedObjects.h"
 #include "support/LogCapture.h"
 #include "support/ResultText.h"
-#include "support/win32/ChildProcess.h"
 
 namespace {
 
 using Vistrel::SharedObjects;
 
 constexpr uint32_t kPage = 4096;
-constexpr uint32_t kPeerTimeoutMs = 15000;
-constexpr uint32_t kEchoBytes = 16;
+
+VXString uniqueGuid() {
+    static std::atomic<int> counter{0};
+    return vxFormat(u"VXTest%u_%d", static_cast<uint32_t>(GetCurrentProcessId()), ++counter);
+}
+
+std::shared_ptr<Vistrel::Params> paramsFor(const VXRect& rect, const VXString& guid) {
+    VXString line;
+    std::shared_ptr<Vistrel::Params> params;
+    if (Vistrel::Params::makeCommandLine(rect, guid.c_str(), false, line).isError())
+        return params;
+    Vistrel::Params::create(line.c_str(), Vistrel::kEventStartPrefix, Vistrel::kEventCompletedPrefix,
+                            Vistrel::kExclWndsPrefix, Vistrel::kCaptureCursorPrefix, Vistrel::kImagePrefix,
+                            Vistrel::kWaitResultPrefix, Vistrel::kResultPrefix, params);
+    return params;
+}
 
 bool mappingExists(const VXString& name) {
     HANDLE h = OpenFileMappingW(FILE_MAP_READ, FALSE, name.wstr());
@@ -79,25 +95,6 @@ TEST(VistrelSharedObjects, SmallerExistingBlockFailsInMapViewOfFileAndEndsCreati
     EXPECT_FALSE(mappingExists(params->exclWndsName));  // created, then released with the record
     EXPECT_FALSE(mappingExists(params->captureCursorName));
     CloseHandle(smallImage);
-}
-
-TEST(VistrelSharedObjects, HostProcessJoinsByNameAndExchangesASignalAndBytes) {
-    const VXString guid = uniqueGuid();
-    const auto params = paramsFor(VXRect(10, 20, 650, 500), guid);
-    std::shared_ptr<SharedObjects> objects;
-    ASSERT_TRUE(SharedObjects::create(*params, objects).isSuccess());
-    for (uint32_t i = 0; i < kEchoBytes; ++i)
-        objects->shMemExclWnds->view[i] = static_cast<uint8_t>(0xA0 + i);
-
-    ChildProcess host(L"vx_objects_peer.exe", std::wstring(guid.wstr()) + L" 10 20 650 500");
-    ASSERT_TRUE(host.started());
-    ASSERT_TRUE(objects->eventStart->set().isSuccess());
-    ASSERT_EQ(objects->eventCompleted->wait(kPeerTimeoutMs).code(), VXError::eNoError);
-    for (uint32_t i = 0; i < kEchoBytes; ++i) {
-        EXPECT_EQ(objects->shMemResult->view[i], static_cast<uint8_t>(0xA0 + kEchoBytes - 1 - i)) << i;
-    }
-    EXPECT_EQ(objects->shMemImage->view[Vistrel::imageBlockSize(params->captureRect) - 1], 0x5A);
-    EXPECT_EQ(host.wait(kPeerTimeoutMs), 0u);
 }
 
 }  // namespace

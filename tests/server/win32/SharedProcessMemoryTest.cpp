@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "ObjectsTestParams.h"
 #include "SharedProcessMemory.h"
 #include "support/LogCapture.h"
 #include "support/ResultText.h"
@@ -18,13 +17,14 @@ std::string lineWith(const LogCapture& log, const std::string& part) {
 }
 
 TEST(SharedProcessMemory, ChecksArgumentsAndWarnsOfEachFailedReleaseStep) {
+    const VXString name = vxFormat(u"VXTestMemory%u", static_cast<uint32_t>(GetCurrentProcessId()));
     std::shared_ptr<SharedProcessMemory> memory;
-    ASSERT_TRUE(SharedProcessMemory::create(uniqueGuid().c_str(), kPage, memory).isSuccess());
+    ASSERT_TRUE(SharedProcessMemory::create(name.c_str(), kPage, memory).isSuccess());
     const SharedProcessMemory* const before = memory.get();
     EXPECT_EQ(text(SharedProcessMemory::create(nullptr, kPage, memory))
                   .rfind("Parameter check \"tszName\" failed at , sharedprocessmemory.cpp:", 0),
               0u);
-    EXPECT_EQ(text(SharedProcessMemory::create(uniqueGuid().c_str(), 0, memory))
+    EXPECT_EQ(text(SharedProcessMemory::create(name.c_str(), 0, memory))
                   .rfind("Parameter check \"dwSize > 0\" failed", 0),
               0u);
     EXPECT_EQ(memory.get(), before);

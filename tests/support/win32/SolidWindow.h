@@ -43,4 +43,17 @@ inline void registerSolidWindowClass(const wchar_t* className) {
     RegisterClassW(&windowClass);
 }
 
+// A visible, topmost, borderless window of the class above painted in `color`, never activated.
+inline HWND createSolidWindow(const wchar_t* className, const RECT& r, COLORREF color, const wchar_t* title) {
+    HWND window = CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, className, title, WS_POPUP, r.left, r.top,
+                                  r.right - r.left, r.bottom - r.top, nullptr, nullptr,
+                                  GetModuleHandleW(nullptr), nullptr);
+    if (window != nullptr) {
+        SetWindowLongPtrW(window, GWLP_USERDATA, static_cast<LONG_PTR>(color));
+        ShowWindow(window, SW_SHOWNOACTIVATE);
+        UpdateWindow(window);
+    }
+    return window;
+}
+
 }  // namespace testsupport
