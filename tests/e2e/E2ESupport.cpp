@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <tlhelp32.h>
 
+#include <filesystem>
 #include <string>
 
 #include "support/win32/SolidWindow.h"
@@ -14,31 +15,16 @@ namespace {
 constexpr wchar_t kWindowClass[] = L"VistrelE2ESolidWindow";
 constexpr DWORD kReadyTimeoutMs = 10000;
 
-// Folders staged by earlier runs ("e2e-...-<run>"): removed when nothing holds their files any
-// more, so that runs do not pile up copies of the server. A folder still in use stays.
+// Folders staged by earlier runs ("e2e-...-<run>"), so that runs do not pile up copies of the
+// server; a file a running server still holds stays, and with it its folder.
 void removeEarlierRuns(const VXString& bin, uint32_t run) {
-    WIN32_FIND_DATAW found;
-    const HANDLE find = FindFirstFileW((bin + VXString(u"e2e-*")).wstr(), &found);
-    if (find == INVALID_HANDLE_VALUE)
-        return;
+    std::error_code ignored;
     const std::wstring current = L"-" + std::to_wstring(run);
-    do {
-        const std::wstring name = found.cFileName;
-        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) || name.ends_with(current))
-            continue;
-        const std::wstring folder = std::wstring(bin.wstr()) + name + L"\\";
-        WIN32_FIND_DATAW file;
-        const HANDLE files = FindFirstFileW((folder + L"*").c_str(), &file);
-        if (files != INVALID_HANDLE_VALUE) {
-            do {
-                if (!(file.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
-                    DeleteFileW((folder + file.cFileName).c_str());
-            } while (FindNextFileW(files, &file));
-            FindClose(files);
-        }
-        RemoveDirectoryW(folder.c_str());
-    } while (FindNextFileW(find, &found));
-    FindClose(find);
+    for (const auto& entry : std::filesystem::directory_iterator(bin.wstr(), ignored)) {
+        const std::wstring name = entry.path().filename().wstring();
+        if (entry.is_directory(ignored) && name.starts_with(L"e2e-") && !name.ends_with(current))
+            std::filesystem::remove_all(entry.path(), ignored);
+    }
 }
 
 }  // namespace

@@ -227,12 +227,8 @@ std::string tokenSid(TOKEN_INFORMATION_CLASS kind) {
 }
 
 TEST(HostObjectSecurity, EachObjectGrantsOnlyUserAndSystemAndForbidsReadingAndWritingUp) {
-    Vistrel::HostOptions options;
-    options.captureRect = VXRect(0, 0, 16, 16);
-    options.serverPath = e2e::stageServer(u"e2e-with-magnifier", true);
-    options.unitTestMode = true;
-    std::unique_ptr<Vistrel::Host> host;
-    ASSERT_TRUE(Vistrel::Host::start(options, host).isSuccess());
+    auto host = e2e::startHost(VXRect(0, 0, 16, 16), true);
+    ASSERT_TRUE(host);
     Vistrel::Capture capture;
     // Once answered, the server has opened every object: it must have left them as they were.
     ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());

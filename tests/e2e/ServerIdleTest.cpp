@@ -6,12 +6,8 @@
 namespace {
 
 TEST(ServerIdle, NoRequestForAMinuteEndsWithTimeoutAndExit10) {
-    Vistrel::HostOptions options;
-    options.captureRect = VXRect(0, 0, 32, 32);
-    options.serverPath = e2e::stageServer(u"e2e-idle", true);
-    options.unitTestMode = true;
-    std::unique_ptr<Vistrel::Host> host;
-    ASSERT_TRUE(Vistrel::Host::start(options, host).isSuccess());
+    auto host = e2e::startHost(VXRect(0, 0, 32, 32), true);
+    ASSERT_TRUE(host);
     const DWORD start = GetTickCount();
     uint32_t exitCode = 0;
     Vistrel::ResultRecord final;
