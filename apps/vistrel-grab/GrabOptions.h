@@ -28,4 +28,5 @@ struct GrabOptions {
     // argv without the program name. 2005 with a message for anything malformed.
     static VXResult parse(int argc, const wchar_t* const* argv, GrabOptions& options);
     static const char* usage();
+    bool operator==(const GrabOptions&) const = default;
 };

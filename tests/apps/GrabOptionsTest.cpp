@@ -52,16 +52,7 @@ TEST(GrabOptions, EachOptionIsReadAndEachMalformedOneRefusedWithItsMessage) {
             ADD_FAILURE() << line << ": " << text(r);
             continue;
         }
-        const GrabOptions& e = c.expected;
-        EXPECT_EQ(options.rect, e.rect) << line;
-        EXPECT_EQ(options.excludeHandles, e.excludeHandles) << line;
-        EXPECT_EQ(options.excludeTitles, e.excludeTitles) << line;
-        EXPECT_EQ(options.cursor, e.cursor) << line;
-        EXPECT_EQ(options.count, e.count) << line;
-        EXPECT_EQ(options.output, e.output) << line;
-        EXPECT_EQ(options.serverPath, e.serverPath) << line;
-        EXPECT_EQ(options.unitTestMode, e.unitTestMode) << line;
-        EXPECT_EQ(options.help, e.help) << line;
+        EXPECT_TRUE(options == c.expected) << line;
     }
 }
 

@@ -57,17 +57,6 @@ TEST_F(ReaderCapture, WindowsAppearWithTheirPixels) {
     EXPECT_EQ(at(POINT{200, kLower.bottom}), desktop());
 }
 
-TEST_F(ReaderCapture, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
-    ASSERT_EQ(reader->setExcludedWindows({upper}).code(), VXError::eNoError);
-    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
-    EXPECT_EQ(at(kOverlap), rgb(kRed));
-    EXPECT_EQ(at(kUpperOnly), desktop());
-
-    ASSERT_EQ(reader->setExcludedWindows({}).code(), VXError::eNoError);
-    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
-    EXPECT_EQ(at(kOverlap), rgb(kGreen)) << "an empty list brings the window back";
-}
-
 TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlag) {
     // Under Wine the cursor reported is the foreground thread's: make it ours.
     SetForegroundWindow(lower);
