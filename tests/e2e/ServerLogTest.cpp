@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr uint32_t kExitTimeoutMs = 30000;
 // A crash dump takes 7 to 24 s under Wine; the grab waits up to 90 s for it.
 constexpr uint32_t kCrashRunTimeoutMs = 180000;
 constexpr char kNoise[] = "e2e noise written by the test process";
@@ -100,19 +99,21 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
         const uint64_t count = 5000;
         std::memcpy(host->sharedObjects()->shMemExclWnds->view, &count, sizeof count);
         ASSERT_TRUE(host->sharedObjects()->eventStart->set().isSuccess());
-        uint32_t exitCode = 0;
         Vistrel::ResultRecord final;
-        ASSERT_TRUE(host->waitForExit(kExitTimeoutMs, exitCode, final).isSuccess());
-        EXPECT_EQ(exitCode, 10u);
+        EXPECT_EQ(e2e::exitOf(*host, final), 10u);
         noise = writer.written();
     }
     EXPECT_GT(noise, 0u);
 
-    // The server wrote one message; it carries the level prefix, the failure and its error.
-    std::vector<std::string> serverMessages;
+    // The server wrote one message; it carries the level prefix, the failure and its error. The
+    // host's lines are marked as such.
+    std::vector<std::string> serverMessages, hostLines;
     std::string expectedFile;
     for (const auto& [line, fromHost] : delivered) {
-        if (!fromHost)
+        EXPECT_EQ(isHostLine(line), fromHost) << line;
+        if (fromHost)
+            hostLines.push_back(line.substr(line.find(Vistrel::ServerLogText::kHostMarker) + 7));
+        else
             serverMessages.push_back(line);
         expectedFile += line + "\n";
     }
@@ -129,12 +130,6 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
     EXPECT_EQ(file.find("s3cr3t"), std::string::npos);
     EXPECT_EQ(file.find("SessionKey"), std::string::npos);
 
-    std::vector<std::string> hostLines;
-    for (const auto& [line, fromHost] : delivered) {
-        EXPECT_EQ(isHostLine(line), fromHost) << line;
-        if (fromHost)
-            hostLines.push_back(line.substr(line.find(Vistrel::ServerLogText::kHostMarker) + 7));
-    }
     ASSERT_EQ(hostLines.size(), 3u) << file;
     EXPECT_EQ(
         hostLines[0].rfind("Server started: \"" + server.toUtf8() + "\" \"/cr 0,0,64,64\" \"/g " + text(id) +
