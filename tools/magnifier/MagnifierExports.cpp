@@ -1,6 +1,7 @@
 // The exported functions of the stand-in Magnification.dll and the window procedure of the
 // "Magnifier" control class; the work is done by MagControl.
 #include "MagControl.h"
+#include "RenderSwitches.h"
 
 #include <windows.h>
 
@@ -35,6 +36,11 @@ LRESULT CALLBACK controlProc(HWND window, UINT message, WPARAM wParam, LPARAM lP
     return DefWindowProcW(window, message, wParam, lParam);
 }
 
+BOOL failSilently() {
+    SetLastError(ERROR_SUCCESS);
+    return FALSE;
+}
+
 BOOL finish(DWORD error) {
     if (error != ERROR_SUCCESS) {
         SetLastError(error);
@@ -60,6 +66,9 @@ MagControl* MagControl::from(HWND window) {
 extern "C" {
 
 BOOL WINAPI MagInitialize() {
+    if (failsSilently(L"MagInitialize")) {
+        return failSilently();
+    }
     WNDCLASSEXW windowClass = {};
     windowClass.cbSize = sizeof(windowClass);
     // Global: callers create the control with their own module handle, not this DLL's.
@@ -82,6 +91,9 @@ BOOL WINAPI MagUninitialize() {
 }
 
 BOOL WINAPI MagSetWindowFilterList(HWND window, DWORD mode, int count, HWND* windows) {
+    if (failsSilently(L"MagSetWindowFilterList")) {
+        return failSilently();
+    }
     MagControl* control = MagControl::from(window);
     return finish(control == nullptr ? ERROR_INVALID_WINDOW_HANDLE
                                      : control->setFilterList(mode, count, windows));
@@ -101,6 +113,9 @@ int WINAPI MagGetWindowFilterList(HWND window, DWORD* mode, int count, HWND* win
 }
 
 BOOL WINAPI MagSetWindowSource(HWND window, RECT source) {
+    if (failsSilently(L"MagSetWindowSource")) {
+        return failSilently();
+    }
     MagControl* control = MagControl::from(window);
     return finish(control == nullptr ? ERROR_INVALID_WINDOW_HANDLE : control->render(source));
 }

@@ -7,6 +7,7 @@ namespace {
 constexpr wchar_t kRenderVariable[] = L"VXMAG_RENDER";
 constexpr wchar_t kFormatVariable[] = L"VXMAG_FORMAT";
 constexpr wchar_t kFilterLimitVariable[] = L"VXMAG_FILTER_LIMIT";
+constexpr wchar_t kFailVariable[] = L"VXMAG_FAIL";
 constexpr wchar_t kRenderBlack[] = L"black";
 constexpr wchar_t kRenderChanging[] = L"changing";
 // The system library's own limit is undocumented; the server only needs some limit to exist.
@@ -52,4 +53,9 @@ int filterListLimit() {
         return static_cast<int>(number);
     }
     return kDefaultFilterListLimit;
+}
+
+bool failsSilently(const wchar_t* exportName) {
+    wchar_t value[kValueChars];
+    return readVariable(kFailVariable, value) && lstrcmpW(value, exportName) == 0;
 }

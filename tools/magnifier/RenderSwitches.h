@@ -16,3 +16,8 @@ struct RenderSwitches {
 
 // Longest filter list accepted; VXMAG_FILTER_LIMIT overrides the default.
 int filterListLimit();
+
+// True when VXMAG_FAIL names this export ("MagInitialize", "MagSetWindowSource",
+// "MagSetWindowFilterList"): it then returns FALSE and leaves last error 0, as some system
+// calls do when they fail.
+bool failsSilently(const wchar_t* exportName);
