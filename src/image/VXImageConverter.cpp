@@ -55,6 +55,15 @@ VXResult checkPair(const VXImageConverter::ImagePtr& src, const VXRect& srcRect,
     return VXError::eNoError;
 }
 
+// The image's pixel address, except that 15-bit pixels take two bytes although the stride
+// rule counts one byte per pixel for that depth.
+const uint8_t* sourcePixel(const VXImage& src, int32_t x, int32_t y) {
+    if (src.getBitDepth() != 15)
+        return src.getPixelPtr(x, y);
+    const uint8_t* line = x >= 0 && x < src.getWidth() ? src.getLinePtr(y) : nullptr;
+    return line == nullptr ? nullptr : line + 2 * static_cast<int64_t>(x);
+}
+
 // Calls convertRow(source, destination, count) for each row of srcRect that has a source
 // and a destination row, cut to the narrower of the two images.
 template <typename ConvertRow>
@@ -65,7 +74,7 @@ void forEachRow(const VXImage& src, const VXRect& srcRect, const VXImage& dst, c
     const int32_t count =
         static_cast<int32_t>(std::min<int64_t>(srcRect.getWidth(), std::min<int64_t>(srcRoom, dstRoom)));
     for (int32_t i = 0; i < srcRect.getHeight(); ++i) {
-        const uint8_t* source = src.getPixelPtr(srcRect.getLeft(), srcRect.getTop() + i);
+        const uint8_t* source = sourcePixel(src, srcRect.getLeft(), srcRect.getTop() + i);
         uint8_t* destination = dst.getPixelPtr(dstOrigin.getX(), dstOrigin.getY() + i);
         if (source == nullptr || destination == nullptr || count <= 0) {
             if (logMissingRows)

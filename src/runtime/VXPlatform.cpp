@@ -1,5 +1,6 @@
 #include "VXPlatform.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 
@@ -12,7 +13,26 @@
 #include <ctime>
 #endif
 
+namespace {
+
+// Constant-initialised, so that it holds before any static initialiser logs.
+std::atomic<bool> gInitialized{true};
+
+}  // namespace
+
 namespace VXPlatform {
+
+void initialize() {
+    gInitialized = true;
+}
+
+void shutdown() {
+    gInitialized = false;
+}
+
+bool isInitialized() {
+    return gInitialized.load();
+}
 
 uint32_t currentThreadId() {
 #ifdef _WIN32

@@ -17,6 +17,12 @@ struct VXSystemTime {
 
 namespace VXPlatform {
 
+// The platform layer is initialised from static initialisation until the runtime shuts it
+// down; outside that, thread facts are not asked for.
+void initialize();
+void shutdown();
+bool isInitialized();
+
 uint32_t currentThreadId();
 // Monotonic clock in microseconds; only differences are meaningful.
 uint64_t monotonicMicroseconds();
