@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "VXLogCollapser.h"
+#include "VXThreadLocal.h"
 
 namespace {
 
@@ -27,7 +28,7 @@ Logger& logger() {
 }
 
 std::atomic<bool> gThreadNaming{true};
-thread_local VXString tThreadName;
+VXThreadLocal<VXString> tThreadName;
 
 void deliver(const VXLogData& data) {
     Logger& l = logger();
@@ -212,14 +213,14 @@ void VXLog::setThreadNamingEnabled(bool enabled) {
 }
 
 void VXLog::setCurrentThreadName(const VXString& name) {
-    tThreadName = name;
+    tThreadName.get() = name;
 }
 
 VXString VXLog::threadIdentity() {
     if (!VXPlatform::isInitialized())
         return VXString();
-    if (gThreadNaming && !tThreadName.isEmpty())
-        return tThreadName;
+    if (gThreadNaming && !tThreadName.get().isEmpty())
+        return tThreadName.get();
     return vxFormat(u"%u", VXPlatform::currentThreadId());
 }
 

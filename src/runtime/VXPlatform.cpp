@@ -93,6 +93,22 @@ void setLastOsError(int32_t error) {
 #endif
 }
 
+#ifdef _WIN32
+static_assert(kNoThreadSlot == FLS_OUT_OF_INDEXES);
+
+uint32_t allocateThreadSlot(void (*destroy)(void*)) {
+    return FlsAlloc(destroy);
+}
+
+void* threadSlotValue(uint32_t slot) {
+    return FlsGetValue(slot);
+}
+
+void setThreadSlotValue(uint32_t slot, void* value) {
+    FlsSetValue(slot, value);
+}
+#endif
+
 void raiseFatalPrecondition() {
 #ifdef _WIN32
     RaiseException(kFatalPreconditionException, 0, 0, nullptr);
