@@ -286,7 +286,7 @@ VXResult VXImageConverter::convert(const ImagePtr& src, const VXRect& srcRect, i
                                    ImagePtr& dst) {
     VX_CHECK_PARAM(src);
     // src may be dst itself, which validation replaces.
-    const ImagePtr source = src;
+    const ImagePtr source = src;  // NOLINT(performance-unnecessary-copy-initialization): see above
     const int32_t srcDepth = source->getBitDepth();
     const bool supported =
         (srcDepth == 32 && dstBitDepth == 16) ||
