@@ -113,6 +113,8 @@ void checkCopy(const ImagePtr& dst, const ImagePtr& src, Input& in) {
         srcRect.isEmpty() ? VXRect(VXPoint(srcRect.getLeft(), srcRect.getTop()), src->getSize()) : srcRect;
     const int32_t width = std::min(dstRect.getWidth(), from.getWidth());
     const int32_t height = std::min(dstRect.getHeight(), from.getHeight());
+    if (width <= 0 || height <= 0)
+        return;  // an empty rectangle at an image's far edge has no pixel address
     const size_t bytes = static_cast<size_t>(width) * static_cast<size_t>(src->getBytesPerPixel());
     for (int32_t i = 0; i < height; ++i) {
         if (std::memcmp(dst->getPixelPtr(dstRect.getLeft(), dstRect.getTop() + i),
