@@ -240,7 +240,7 @@ VXResult VXThread::joinElseTerminate(uint32_t timeoutMs) {
 }
 
 VXResult VXThread::joinElseTerminate2(uint32_t timeoutMs, const void* caller) {
-    const VXResult joined = join(timeoutMs, true, true);
+    VXResult joined = join(timeoutMs, true, true);  // returned as it is: moved, not copied
     if (joined.isSuccess())
         return joined;
     // Neither a thread joining itself nor one without a handle can be terminated here.
