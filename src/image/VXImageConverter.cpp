@@ -4,6 +4,11 @@
 #include <bit>
 #include <cstring>
 
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#define VX_HAVE_SSE2 1
+#endif
+
 #include "VXChecks.h"
 #include "VXImageUtils.h"
 
@@ -55,6 +60,15 @@ VXResult checkPair(const VXImageConverter::ImagePtr& src, const VXRect& srcRect,
     return VXError::eNoError;
 }
 
+// The image's pixel address, except that 15-bit pixels take two bytes although the stride
+// rule counts one byte per pixel for that depth.
+const uint8_t* sourcePixel(const VXImage& src, int32_t x, int32_t y) {
+    if (src.getBitDepth() != 15)
+        return src.getPixelPtr(x, y);
+    const uint8_t* line = x >= 0 && x < src.getWidth() ? src.getLinePtr(y) : nullptr;
+    return line == nullptr ? nullptr : line + 2 * static_cast<int64_t>(x);
+}
+
 // Calls convertRow(source, destination, count) for each row of srcRect that has a source
 // and a destination row, cut to the narrower of the two images.
 template <typename ConvertRow>
@@ -65,7 +79,7 @@ void forEachRow(const VXImage& src, const VXRect& srcRect, const VXImage& dst, c
     const int32_t count =
         static_cast<int32_t>(std::min<int64_t>(srcRect.getWidth(), std::min<int64_t>(srcRoom, dstRoom)));
     for (int32_t i = 0; i < srcRect.getHeight(); ++i) {
-        const uint8_t* source = src.getPixelPtr(srcRect.getLeft(), srcRect.getTop() + i);
+        const uint8_t* source = sourcePixel(src, srcRect.getLeft(), srcRect.getTop() + i);
         uint8_t* destination = dst.getPixelPtr(dstOrigin.getX(), dstOrigin.getY() + i);
         if (source == nullptr || destination == nullptr || count <= 0) {
             if (logMissingRows)
@@ -73,6 +87,34 @@ void forEachRow(const VXImage& src, const VXRect& srcRect, const VXImage& dst, c
             continue;
         }
         convertRow(source, destination, count);
+    }
+}
+
+// X8R8G8B8 to R5G6B5, the layout nearly every 16-bit image has: the top bits of each byte,
+// moved into place. Eight pixels per step where SSE2 is there (every x86-64 processor).
+void pack565(const uint8_t* src, uint8_t* dst, int32_t count) {
+    int32_t i = 0;
+#ifdef VX_HAVE_SSE2
+    const __m128i red = _mm_set1_epi32(0xF800);
+    const __m128i green = _mm_set1_epi32(0x07E0);
+    const __m128i blue = _mm_set1_epi32(0x001F);
+    auto packFour = [&](__m128i p) {
+        const __m128i v = _mm_or_si128(_mm_or_si128(_mm_and_si128(_mm_srli_epi32(p, 8), red),
+                                                    _mm_and_si128(_mm_srli_epi32(p, 5), green)),
+                                       _mm_and_si128(_mm_srli_epi32(p, 3), blue));
+        // Sign-extended from 16 bits, the saturating pack below keeps every value as it is.
+        return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
+    };
+    for (; i + 8 <= count; i += 8) {
+        const __m128i first = packFour(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 4 * i)));
+        const __m128i second = packFour(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 4 * i + 16)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 2 * i), _mm_packs_epi32(first, second));
+    }
+#endif
+    for (; i < count; ++i) {
+        const uint32_t p = load32(src + 4 * i);
+        store16(dst + 2 * i,
+                static_cast<uint16_t>(((p >> 8) & 0xF800u) | ((p >> 5) & 0x07E0u) | ((p >> 3) & 0x001Fu)));
     }
 }
 
@@ -107,6 +149,11 @@ VXImageConverter::Packer16::Packer16(const VXColorInfo& src, const VXColorInfo& 
             _wide = false;
         }
     }
+    _standard565 = _dstAll == 0xFFFFu && _channels[0].srcMask == 0x00FF0000u && _channels[0].right == 19 &&
+                   _channels[0].dstShift == 11 && _channels[1].srcMask == 0x0000FF00u &&
+                   _channels[1].right == 10 && _channels[1].dstShift == 5 &&
+                   _channels[2].srcMask == 0x000000FFu && _channels[2].right == 3 &&
+                   _channels[2].dstShift == 0;
 }
 
 uint16_t VXImageConverter::Packer16::pack(uint32_t pixel) const {
@@ -122,6 +169,10 @@ void VXImageConverter::Packer16::packRowPerPixel(const uint8_t* src, uint8_t* ds
 }
 
 void VXImageConverter::Packer16::packRow(const uint8_t* src, uint8_t* dst, int32_t count) const {
+    if (_standard565) {
+        pack565(src, dst, count);
+        return;
+    }
     int32_t i = 0;
     if (_wide) {
         const Channel& r = _channels[0];
@@ -244,7 +295,7 @@ VXResult VXImageConverter::convert(const ImagePtr& src, const VXRect& srcRect, i
                                    ImagePtr& dst) {
     VX_CHECK_PARAM(src);
     // src may be dst itself, which validation replaces.
-    const ImagePtr source = src;
+    const ImagePtr source = src;  // NOLINT(performance-unnecessary-copy-initialization): see above
     const int32_t srcDepth = source->getBitDepth();
     const bool supported =
         (srcDepth == 32 && dstBitDepth == 16) ||

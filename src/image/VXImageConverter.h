@@ -34,7 +34,7 @@ public:
                                   const VXPoint& dstOrigin);
 
     // The 32 -> 16 truncation rule set up from a source and a destination colour info.
-    // packRow handles four pixels per step and must equal packRowPerPixel, the plain rule.
+    // packRow handles several pixels per step and must equal packRowPerPixel, the plain rule.
     class Packer16 {
     public:
         Packer16(const VXColorInfo& src, const VXColorInfo& dst);
@@ -55,7 +55,8 @@ public:
         };
         Channel _channels[3];
         uint32_t _dstAll = 0;
-        bool _wide = true;  // no channel's bits leave its 32-bit half when shifted
+        bool _wide = true;          // no channel's bits leave its 32-bit half when shifted
+        bool _standard565 = false;  // X8R8G8B8 to R5G6B5: the common case, done on its own
     };
 
 private:

@@ -1,5 +1,6 @@
 #include "VXImageUtils.h"
 
+#include <bit>
 #include <cstring>
 #include <vector>
 
@@ -22,7 +23,6 @@ constexpr const char16_t* kCompositePremultiplied = u"VXImageUtils::compositePre
 constexpr const char16_t* kSetAlphaChannel = u"VXImageUtils::setAlphaChannel()";
 constexpr const char16_t* kApplyAlphaInfo = u"VXImageUtils::applyAlphaInfo()";
 constexpr const char16_t* kScale = u"VXImageUtils::scale()";
-constexpr const char16_t* kSaveToFile = u"VXImageUtils::saveToFile()";
 
 bool isSupportedDepth(int32_t bitDepth) {
     return bitDepth == 8 || bitDepth == 16 || bitDepth == 24 || bitDepth == 32;
@@ -183,6 +183,45 @@ bool isSearchablePair(const VXImage& image1, const VXImage& image2) {
     return image1.getBitDepth() == image2.getBitDepth() && image1.getBytesPerPixel() > 0;
 }
 
+uint64_t load64(const uint8_t* p) {
+    uint64_t value;
+    std::memcpy(&value, p, sizeof(value));
+    return value;
+}
+
+// The first byte in [0, end) where the rows differ, or end. Most rows of two frames agree, so
+// a memcmp settles them; only a row that differs is searched, eight bytes at a time.
+int32_t firstDifference(const uint8_t* a, const uint8_t* b, int32_t end) {
+    if (end <= 0 || std::memcmp(a, b, static_cast<size_t>(end)) == 0)
+        return end;
+    int32_t i = 0;
+    for (; i + 8 <= end; i += 8) {
+        const uint64_t bits = load64(a + i) ^ load64(b + i);
+        if (bits != 0)
+            return i + std::countr_zero(bits) / 8;  // little-endian: the lowest byte comes first
+    }
+    while (a[i] == b[i])
+        ++i;
+    return i;
+}
+
+// The last byte in (from, end) where the rows differ, or from.
+int32_t lastDifference(const uint8_t* a, const uint8_t* b, int32_t from, int32_t end) {
+    const int32_t start = from + 1;
+    if (start >= end || std::memcmp(a + start, b + start, static_cast<size_t>(end - start)) == 0)
+        return from;
+    int32_t i = end;
+    for (; i - 8 >= start; i -= 8) {
+        const uint64_t bits = load64(a + i - 8) ^ load64(b + i - 8);
+        if (bits != 0)
+            return i - 1 - std::countl_zero(bits) / 8;
+    }
+    do {
+        --i;
+    } while (a[i] == b[i]);
+    return i;
+}
+
 }  // namespace
 
 VXResult VXImageUtils::findLeftMostDifference(const ImagePtr& image1, const ImagePtr& image2,
@@ -216,12 +255,7 @@ VXResult VXImageUtils::findLeftMostDifference(const ImagePtr& image1, const Imag
                             kFindLeft, y, firstRow, endRow);
         }
         // Only what lies left of the best so far can improve on it.
-        for (int32_t i = 0; i < first; ++i) {
-            if (line1[i] != line2[i]) {
-                first = i;
-                break;
-            }
-        }
+        first = firstDifference(line1, line2, first);
     }
     if (first == rowBytes)
         return VXStatus::eNo;
@@ -255,12 +289,7 @@ VXResult VXImageUtils::findRightMostDifference(const ImagePtr& image1, const Ima
         const uint8_t* line2 = image2->getLinePtr(y);
         if (line1 == nullptr || line2 == nullptr)
             return VX_ERROR(VXError::eBadParameter, u"%s -- lines outside of image(s)", kFindRight);
-        for (int32_t i = rowBytes - 1; i > last; --i) {
-            if (line1[i] != line2[i]) {
-                last = i;
-                break;
-            }
-        }
+        last = lastDifference(line1, line2, last, rowBytes);
     }
     if (last < 0)
         return VXStatus::eNo;
@@ -665,6 +694,15 @@ bool mapAxis(int32_t srcStart, int32_t srcLength, int32_t dstLength, std::vector
     return true;
 }
 
+// One destination row; a pixel size known at compile time makes each copy a single move.
+template <size_t kBytes>
+void scaleRow(const uint8_t* source, uint8_t* target, const std::vector<int32_t>& columns) {
+    for (const int32_t column : columns) {
+        std::memcpy(target, source + static_cast<int64_t>(kBytes) * column, kBytes);
+        target += kBytes;
+    }
+}
+
 }  // namespace
 
 VXResult VXImageUtils::scale(const ImagePtr& src, const VXRect& srcRect, const ImagePtr& dst,
@@ -689,16 +727,40 @@ VXResult VXImageUtils::scale(const ImagePtr& src, const VXRect& srcRect, const I
         return VX_ERROR(VXError::eUnexpected, u"%s -- we have a problem...", kScale);
     }
     const int32_t bytesPerPixel = src->getBytesPerPixel();
+    const size_t rowBytes = static_cast<size_t>(bytesPerPixel) * columns.size();
+    const uint8_t* previousTarget = nullptr;
     for (int32_t i = 0; i < dstRect.getHeight(); ++i) {
         const uint8_t* source = src->getLinePtr(rows[static_cast<size_t>(i)]);
         uint8_t* target = dst->getPixelPtr(dstRect.getLeft(), dstRect.getTop() + i);
         if (source == nullptr || target == nullptr)
             return VX_ERROR(VXError::eUnexpected, u"%s -- we have a problem...", kScale);
-        for (const int32_t column : columns) {
-            std::memcpy(target, source + static_cast<int64_t>(bytesPerPixel) * column,
-                        static_cast<size_t>(bytesPerPixel));
-            target += bytesPerPixel;
+        // Enlarging repeats source rows: the row just made is the same again.
+        if (previousTarget != nullptr && rows[static_cast<size_t>(i)] == rows[static_cast<size_t>(i) - 1]) {
+            std::memcpy(target, previousTarget, rowBytes);
+        } else {
+            switch (bytesPerPixel) {
+                case 4:
+                    scaleRow<4>(source, target, columns);
+                    break;
+                case 3:
+                    scaleRow<3>(source, target, columns);
+                    break;
+                case 2:
+                    scaleRow<2>(source, target, columns);
+                    break;
+                case 1:
+                    scaleRow<1>(source, target, columns);
+                    break;
+                default:
+                    for (const int32_t column : columns) {
+                        std::memcpy(target, source + static_cast<int64_t>(bytesPerPixel) * column,
+                                    static_cast<size_t>(bytesPerPixel));
+                        target += bytesPerPixel;
+                    }
+                    break;
+            }
         }
+        previousTarget = dst->getPixelPtr(dstRect.getLeft(), dstRect.getTop() + i);
     }
     return VXError::eNoError;
 }

@@ -23,6 +23,30 @@ VXSubImage::~VXSubImage() {
     --gRemaining;
 }
 
+uint8_t* VXSubImage::getLinePtr(int32_t y) const {
+    if (_bits == nullptr || !_parent || y < 0 || y >= _height)
+        return nullptr;
+    return _parent->getPixelPtr(_originX, _originY + y);
+}
+
+VXResult VXSubImage::getPixelPtr(int32_t x, int32_t y, uint8_t*& pointer) const {
+    pointer = nullptr;
+    if (_bits == nullptr)
+        return VXError::eNullPointer;
+    if (x < 0 || x >= _width || y < 0 || y >= _height)
+        return VXError::eBadIndex;
+    uint8_t* line = getLinePtr(y);
+    if (line == nullptr)
+        return VXError::eNullPointer;
+    pointer = line + static_cast<int64_t>(_bytesPerPixel) * x;
+    return VXError::eNoError;
+}
+
+VXResult VXSubImage::setBits(uint8_t*, bool) {
+    return VX_ERROR(VXError::eNotInitialized, u"%s -- a sub-image shows its parent's pixels",
+                    u"VXSubImage::setBits()");
+}
+
 VXResult VXSubImage::draw(VXDrawTarget target, const VXPoint& point) {
     VX_RETURN_IF_ERROR(draw(target, VXRect(point, getSize())));
     return VXError::eNoError;

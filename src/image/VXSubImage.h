@@ -1,5 +1,6 @@
 // VXSubImage: a view on a rectangle of a parent image. It shares the parent's pixels (rows
-// step by the parent's stride) and keeps the parent alive while it exists.
+// step as the parent's rows do, bottom-up DIBs included) and keeps the parent alive while it
+// exists.
 #pragma once
 
 #include <memory>
@@ -11,6 +12,12 @@ public:
     VXSubImage();
     ~VXSubImage() override;
 
+    using VXImage::getPixelPtr;
+    // Row y of the view is the parent's row origin.y + y: the parent decides where it lies.
+    uint8_t* getLinePtr(int32_t y) const override;
+    VXResult getPixelPtr(int32_t x, int32_t y, uint8_t*& pointer) const override;
+    // Refused (2007): the pixels are the parent's, the view can neither own nor replace them.
+    VXResult setBits(uint8_t* bits, bool ownsBits) override;
     VXResult draw(VXDrawTarget target, const VXPoint& point) override;
     // Draws through the parent, from this view's origin.
     VXResult draw(VXDrawTarget target, const VXRect& rect) override;

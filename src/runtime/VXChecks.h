@@ -19,7 +19,7 @@
 // Passes a failure up with "Error returned at <here>".
 #define VX_RETURN_IF_ERROR(expr)                                                            \
     do {                                                                                    \
-        ::VXResult vx_result_ = (expr);                                                     \
+        const ::VXResult& vx_result_ = (expr); /* a named result is not copied */           \
         if (vx_result_.isError()) return ::VXResult(vx_result_, VX_SITE, u"Error returned"); \
     } while (0)
 

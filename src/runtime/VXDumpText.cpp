@@ -80,12 +80,13 @@ bool VXDumpText::logDump(uint8_t* data, size_t size) {
 }
 
 void VXDumpText::logText(const std::string& base64) {
-    VX_LOG(VXLogLevel::eCritical, u"MDUMP BEGIN %d", static_cast<int64_t>(base64.size()));
+    // Equal pieces are common in a dump's text; collapsed, the dump would no longer decode.
+    VX_LOG_UNCOLLAPSED(VXLogLevel::eCritical, u"MDUMP BEGIN %d", static_cast<int64_t>(base64.size()));
     for (size_t offset = 0; offset < base64.size(); offset += kPieceLength) {
         const std::string piece = base64.substr(offset, kPieceLength);
-        VX_LOG(VXLogLevel::eCritical, u"MDUMP=%hs", piece.c_str());
+        VX_LOG_UNCOLLAPSED(VXLogLevel::eCritical, u"MDUMP=%hs", piece.c_str());
     }
-    VX_LOG(VXLogLevel::eCritical, u"MDUMP END");
+    VX_LOG_UNCOLLAPSED(VXLogLevel::eCritical, u"MDUMP END");
 }
 
 bool VXDumpText::Scanner::addLine(std::string_view rawLine, Block& finished) {

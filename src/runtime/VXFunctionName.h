@@ -1,5 +1,5 @@
-// VX_FUNC: "Class::method" of the enclosing function, as a static narrow text. On GCC it is
-// cut out of __PRETTY_FUNCTION__ at compile time; MSVC's __FUNCTION__ already has that form.
+// VX_FUNC: "Class::method" of the enclosing function, as a static narrow text. On GCC and
+// clang it is cut out of __PRETTY_FUNCTION__ at compile time; MSVC's __FUNCTION__ already has that form.
 #pragma once
 
 namespace vxdetail {
@@ -44,9 +44,24 @@ constexpr FunctionName extractFunctionName(const char* pretty) {
         if (c == ' ' && depth == 0) begin = i + 1;
     }
     while (begin < end && (pretty[begin] == '*' || pretty[begin] == '&')) ++begin;
+    // clang writes "(anonymous namespace)" where GCC writes "{anonymous}": logs read the same
+    // whichever compiler built the program.
+    constexpr char kClangAnonymous[] = "(anonymous namespace)";
+    constexpr char kAnonymous[] = "{anonymous}";
+    constexpr int kClangLength = sizeof(kClangAnonymous) - 1;
     FunctionName name{};
     int n = 0;
-    for (int i = begin; i < end && n < static_cast<int>(sizeof(name.text)) - 1; ++i) name.text[n++] = pretty[i];
+    for (int i = begin; i < end && n < static_cast<int>(sizeof(name.text)) - 1; ++i) {
+        bool anonymous = i + kClangLength <= end;
+        for (int k = 0; anonymous && k < kClangLength; ++k) anonymous = pretty[i + k] == kClangAnonymous[k];
+        if (!anonymous) {
+            name.text[n++] = pretty[i];
+            continue;
+        }
+        for (int k = 0; kAnonymous[k] != '\0' && n < static_cast<int>(sizeof(name.text)) - 1; ++k)
+            name.text[n++] = kAnonymous[k];
+        i += kClangLength - 1;
+    }
     name.text[n] = '\0';
     return name;
 }

@@ -35,6 +35,14 @@ public:
     virtual void onMessage(const VXLogData& data, const VXString& timestamp) = 0;
 };
 
+// A listener that keeps what it heard, for whoever wants the recent log back (a host showing
+// its server's log, a crash report).
+class ILogBuffer : public ILogListener {
+public:
+    virtual std::vector<VXString> contents() const = 0;
+    virtual void clear() = 0;
+};
+
 class ILogFormatter {
 public:
     virtual ~ILogFormatter() = default;
@@ -76,15 +84,39 @@ private:
     std::vector<VXString> _lines;
 };
 
+// Keeps the last lines in memory, each formatted as the targets would write it.
+class VXLogBuffer : public ILogBuffer {
+public:
+    explicit VXLogBuffer(size_t capacity) : _capacity(capacity) {}
+    void onMessage(const VXLogData& data, const VXString& timestamp) override;
+    std::vector<VXString> contents() const override;
+    void clear() override;
+
+private:
+    const size_t _capacity;
+    mutable std::mutex _lock;
+    std::vector<VXString> _lines;  // ring of _capacity lines once full
+    size_t _next = 0;
+};
+
 class VXLog {
 public:
     template <typename... Args>
-    static void log(int32_t level, const char* file, const char* function, const char16_t* fmt, const Args&... args) {
+    static void log(int32_t level, const char* file, const char* function, const char16_t* fmt,
+                    const Args&... args) {
         const VXFormatArg list[] = {VXFormatArg(args)..., VXFormatArg(0)};
         logArgs(level, file, function, nullptr, fmt, list, sizeof...(Args));
     }
+    // Past the repeat collapser, for lines that must each reach the log even when equal (the
+    // pieces of a crash dump); this thread's held-back repeats are written first.
+    template <typename... Args>
+    static void logUncollapsed(int32_t level, const char* file, const char* function, const char16_t* fmt,
+                               const Args&... args) {
+        const VXFormatArg list[] = {VXFormatArg(args)..., VXFormatArg(0)};
+        logArgs(level, file, function, nullptr, fmt, list, sizeof...(Args), false);
+    }
     static void logArgs(int32_t level, const char* file, const char* function, const char16_t* tag,
-                        const char16_t* fmt, const VXFormatArg* args, size_t count);
+                        const char16_t* fmt, const VXFormatArg* args, size_t count, bool collapse = true);
     // [prefix "\n\t"] "(%d) "%s"" ["\n\t" message], as "%s at %s" with the function.
     static void logResult(int32_t level, const char16_t* function, const VXResult& result,
                           const char16_t* prefix = nullptr);
@@ -99,10 +131,15 @@ public:
 
     static void setTargets(std::vector<std::shared_ptr<ILogTarget>> targets);
     static void addTarget(std::shared_ptr<ILogTarget> target);
+    // A second list that receives every line too while it is switched active.
+    static void setSecondTargets(std::vector<std::shared_ptr<ILogTarget>> targets);
+    static void setSecondTargetListActive(bool active);
+    static bool isSecondTargetListActive();
     static void setListener(int slot, std::shared_ptr<ILogListener> listener);  // slot 0 or 1
     static void setFormatter(std::shared_ptr<ILogFormatter> formatter);
     static void setCollapsingEnabled(bool enabled);
-    // Thread identity text: the registered name when naming is on, else the decimal id.
+    // Thread identity text: the registered name when naming is on, else the decimal id; empty
+    // while the platform layer is not initialised.
     static void setThreadNamingEnabled(bool enabled);
     static void setCurrentThreadName(const VXString& name);
     static VXString threadIdentity();
@@ -118,12 +155,15 @@ public:
 };
 
 // Counts a named issue and reports "### %s ### issue occurred [%d] times" at the first
-// occurrence and at every tenfold count after it.
+// occurrence and at every tenfold count after it. VXLogTrackerW takes a wide name.
 class VXLogTracker {
 public:
-    explicit VXLogTracker(const char16_t* name) : _name(name) {}
+    explicit VXLogTracker(const char* name) : _name(VXString::fromUtf8(name != nullptr ? name : "")) {}
     void occurred(const char* file, const char* function);
     int32_t count() const;
+
+protected:
+    explicit VXLogTracker(VXString name) : _name(std::move(name)) {}
 
 private:
     VXString _name;
@@ -132,7 +172,14 @@ private:
     int32_t _nextReport = 1;
 };
 
+class VXLogTrackerW : public VXLogTracker {
+public:
+    explicit VXLogTrackerW(const char16_t* name) : VXLogTracker(VXString(name)) {}
+};
+
 #define VX_LOG(level, fmt, ...) ::VXLog::log(level, __FILE__, VX_FUNC, fmt __VA_OPT__(, ) __VA_ARGS__)
+#define VX_LOG_UNCOLLAPSED(level, fmt, ...) \
+    ::VXLog::logUncollapsed(level, __FILE__, VX_FUNC, fmt __VA_OPT__(, ) __VA_ARGS__)
 #define VX_LOG_DEBUG(fmt, ...) VX_LOG(::VXLogLevel::eDebug, fmt __VA_OPT__(, ) __VA_ARGS__)
 #define VX_LOG_INFO(fmt, ...) VX_LOG(::VXLogLevel::eInfo, fmt __VA_OPT__(, ) __VA_ARGS__)
 #define VX_LOG_WARNING(fmt, ...) VX_LOG(::VXLogLevel::eWarning, fmt __VA_OPT__(, ) __VA_ARGS__)

@@ -1,5 +1,7 @@
 #include "VXLogCollapser.h"
 
+#include "VXThreadLocal.h"
+
 namespace {
 
 // The per-thread record of the last message and how often it came.
@@ -9,7 +11,7 @@ struct VXLogCollapserData {
     int32_t count = 0;
 };
 
-thread_local VXLogCollapserData tRecord;
+VXThreadLocal<VXLogCollapserData> tRecord;
 
 bool sameMessage(const VXLogData& a, const VXLogData& b) {
     return a.level == b.level && a.message == b.message && a.function == b.function && a.file == b.file &&
@@ -17,7 +19,8 @@ bool sameMessage(const VXLogData& a, const VXLogData& b) {
 }
 
 void resolve(VXLogCollapserData& record, ILogCollapser::Deliver deliver) {
-    if (!record.present) return;
+    if (!record.present)
+        return;
     if (record.count == 2) {
         deliver(record.last);
     } else if (record.count >= 3) {
@@ -33,8 +36,9 @@ void resolve(VXLogCollapserData& record, ILogCollapser::Deliver deliver) {
 }  // namespace
 
 VXResult VXLogCollapser::offer(const VXLogData& data, Deliver deliver) {
-    if (!_enabled) return VXStatus::eNo;
-    VXLogCollapserData& record = tRecord;
+    if (!_enabled)
+        return VXStatus::eNo;
+    VXLogCollapserData& record = tRecord.get();
     if (record.present && sameMessage(record.last, data)) {
         ++record.count;
         return VXError::eNoError;
@@ -46,4 +50,6 @@ VXResult VXLogCollapser::offer(const VXLogData& data, Deliver deliver) {
     return VXStatus::eNo;
 }
 
-void VXLogCollapser::flush(Deliver deliver) { resolve(tRecord, deliver); }
+void VXLogCollapser::flush(Deliver deliver) {
+    resolve(tRecord.get(), deliver);
+}

@@ -1,5 +1,6 @@
 #include "VXPlatform.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 
@@ -12,7 +13,26 @@
 #include <ctime>
 #endif
 
+namespace {
+
+// Constant-initialised, so that it holds before any static initialiser logs.
+std::atomic<bool> gInitialized{true};
+
+}  // namespace
+
 namespace VXPlatform {
+
+void initialize() {
+    gInitialized = true;
+}
+
+void shutdown() {
+    gInitialized = false;
+}
+
+bool isInitialized() {
+    return gInitialized.load();
+}
 
 uint32_t currentThreadId() {
 #ifdef _WIN32
@@ -72,6 +92,22 @@ void setLastOsError(int32_t error) {
     errno = error;
 #endif
 }
+
+#ifdef _WIN32
+static_assert(kNoThreadSlot == FLS_OUT_OF_INDEXES);
+
+uint32_t allocateThreadSlot(void (*destroy)(void*)) {
+    return FlsAlloc(destroy);
+}
+
+void* threadSlotValue(uint32_t slot) {
+    return FlsGetValue(slot);
+}
+
+void setThreadSlotValue(uint32_t slot, void* value) {
+    FlsSetValue(slot, value);
+}
+#endif
 
 void raiseFatalPrecondition() {
 #ifdef _WIN32

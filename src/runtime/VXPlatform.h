@@ -17,6 +17,12 @@ struct VXSystemTime {
 
 namespace VXPlatform {
 
+// The platform layer is initialised from static initialisation until the runtime shuts it
+// down; outside that, thread facts are not asked for.
+void initialize();
+void shutdown();
+bool isInitialized();
+
 uint32_t currentThreadId();
 // Monotonic clock in microseconds; only differences are meaningful.
 uint64_t monotonicMicroseconds();
@@ -26,6 +32,12 @@ int32_t lastOsError();
 void setLastOsError(int32_t error);
 // The structured exception code of a failed fatal precondition.
 constexpr uint32_t kFatalPreconditionException = 0xE000000A;
+// Windows only: a fiber-local slot whose destroy callback runs at thread exit for a value that
+// is not null (see VXThreadLocal).
+constexpr uint32_t kNoThreadSlot = 0xFFFFFFFF;
+uint32_t allocateThreadSlot(void (*destroy)(void*));
+void* threadSlotValue(uint32_t slot);
+void setThreadSlotValue(uint32_t slot, void* value);
 // Raises kFatalPreconditionException on Windows (continuable); does nothing elsewhere.
 void raiseFatalPrecondition();
 

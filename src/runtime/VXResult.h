@@ -28,7 +28,8 @@ public:
     VXResult(const VXResult& cause, int32_t newCode, const VXSourceLocation& site, const char16_t* fmt,
              const Args&... args)
         : _message(cause._message), _code(newCode) {
-        addContext(u"%s, error (%d) \"%s\" at %s", vxFormat(fmt, args...), newCode, codeName(newCode), site.text());
+        addContext(u"%s, error (%d) \"%s\" at %s", vxFormat(fmt, args...), newCode, codeName(newCode),
+                   site.text());
     }
     // Pass on with a text: "%s at %s"; code and level kept.
     template <typename... Args>
@@ -38,7 +39,8 @@ public:
     }
     // Fresh with a text: "%s at %s".
     template <typename... Args>
-    VXResult(int32_t code, const VXSourceLocation& site, const char16_t* fmt, const Args&... args) : _code(code) {
+    VXResult(int32_t code, const VXSourceLocation& site, const char16_t* fmt, const Args&... args)
+        : _code(code) {
         addContext(u"%s at %s", vxFormat(fmt, args...), site.text());
     }
 
@@ -52,7 +54,8 @@ public:
     // Adds "\n\t" (when there is a message already) and the text; false for a null format.
     template <typename... Args>
     bool addContext(const char16_t* fmt, const Args&... args) {
-        if (fmt == nullptr) return false;
+        if (fmt == nullptr)
+            return false;
         addText_(vxFormat(fmt, args...));
         return true;
     }
@@ -62,6 +65,8 @@ public:
     VXString describe(const char16_t* prefix = nullptr) const;
     // Logs at level 3 when this is an error; returns whether it was.
     bool logIfError(const VXSourceLocation& site) const;
+    // The same for a bare code.
+    static bool logIfError(int32_t code, const VXSourceLocation& site);
 
     static const char16_t* codeName(int32_t code);
     static void registerCodeNameResolver(CodeNameResolver resolver);
@@ -75,7 +80,9 @@ public:
     static VXResult fromHResult(const char16_t* method, int32_t hr);
     static VXResult fromCrtError(const char16_t* method, int32_t error);
     static VXResult fromSystemError(const std::system_error& error);
-    // The same, with "Error returned to %s" added for the site.
+    // The same, with "Error returned to %s" added for the site. The Win32 and HRESULT forms
+    // serve error sites, where the call reported failure: a value that maps to success (Win32
+    // error 0, S_OK with no object) becomes 2020 with the same text, never a success.
     static VXResult fromWin32Error(const char16_t* method, uint32_t error, const VXSourceLocation& site);
     static VXResult fromHResult(const char16_t* method, int32_t hr, const VXSourceLocation& site,
                                 int32_t overrideCode = 0);
@@ -91,4 +98,6 @@ private:
     uint8_t _defaultLevel = 0;
 };
 
-inline bool vxIsError(const VXResult& r) { return r.isError(); }
+inline bool vxIsError(const VXResult& r) {
+    return r.isError();
+}

@@ -10,12 +10,14 @@
 
 namespace {
 
+#ifdef _WIN32
 // The network-management messages live in netmsg.dll, not in the system's own table.
 constexpr uint32_t kNetMessageFirst = 2100;
 constexpr uint32_t kNetMessageLast = 2999;
 constexpr uint32_t kSystemDirectoryChars = 261;
 constexpr uint32_t kNeutralLanguage = 0x400;
 constexpr uint32_t kLoadAsDataFile = 2;
+#endif
 
 struct CodePair {
     int64_t from;

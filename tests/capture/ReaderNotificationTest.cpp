@@ -1,6 +1,8 @@
 // The reader's StretchRect notification fed directly with surfaces of our own.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "D3DTestSupport.h"
 #include "FakeSurface.h"
 #include "MagD3DScreenReader.h"
@@ -125,6 +127,25 @@ TEST_F(ReaderNotification, CompareAndCopyLookAtEveryPixelIgnoringAlpha) {
               VXError::eNoError);
     EXPECT_TRUE(anyNotBlack);
     EXPECT_EQ(rgbAt(*image, kWidth - 1, kHeight - 1), 1u);
+
+    // In one pass: a difference leaves the copy undone and the flag as it was; readbacks that
+    // agree are copied (only the rectangle) and scanned.
+    C_ComPtr<IDirect3DSurface9> three =
+        d3dtest::makeSystemMemorySurface(device.get(), kWidth, kHeight, D3DFMT_A8R8G8B8);
+    ASSERT_TRUE(three && SUCCEEDED(device->GetRenderTargetData(argb.get(), three.get())));
+    std::memset(image->getBits(), 0xEE, static_cast<size_t>(image->getImageSize()));
+    MagD3DScreenReader::CopyTarget copy{VXRect(kWidth - 2, kHeight - 2, kWidth, kHeight), image};
+    ASSERT_EQ(MagD3DScreenReader::compareAndCopy(one.get(), two.get(), copy, different).code(),
+              VXError::eNoError);
+    EXPECT_TRUE(different);
+    EXPECT_FALSE(copy.done || copy.anyNotBlack);
+    ASSERT_EQ(MagD3DScreenReader::compareAndCopy(two.get(), three.get(), copy, different).code(),
+              VXError::eNoError);
+    EXPECT_FALSE(different);
+    EXPECT_TRUE(copy.done && copy.anyNotBlack);
+    EXPECT_EQ(rgbAt(*image, kWidth - 1, kHeight - 1), 1u);
+    EXPECT_EQ(rgbAt(*image, kWidth - 2, kHeight - 2), 0u);
+    EXPECT_EQ(rgbAt(*image, kWidth - 3, kHeight - 1), 0xEEEEEEu) << "outside the rectangle";
 
     C_ComPtr<IDirect3DSurface9> other = d3dtest::makeSystemMemorySurface(device.get(), kWidth, kHeight + 1);
     EXPECT_EQ(text(MagD3DScreenReader::compareSurfaces(one.get(), other.get(), different))

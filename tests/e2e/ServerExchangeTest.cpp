@@ -96,37 +96,71 @@ TEST_F(ServerExchange, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
     EXPECT_EQ(e2e::pixelAt(*capture.image, x, y), e2e::rgb(kTopColor));
 }
 
-TEST_F(ServerExchange, BlackContentFailsTheRequestButLeavesTheLastImageAndWaitRecord) {
+// A failure the capture engine reports, driven by a stand-in switch: the request is answered
+// with it, the image and wait blocks keep what they held, and the server goes on serving (or,
+// for MagInitialize, ends at start-up with exit 10 and the failure in the result block). The
+// FALSE-with-last-error-0 cases must never read as success.
+struct EngineFailure {
+    const wchar_t* variable;
+    const wchar_t* value;
+    int32_t code;
+    const char* text;
+    bool atStartUp;
+};
+
+class ServerEngineFailure : public ServerExchange, public ::testing::WithParamInterface<EngineFailure> {};
+
+TEST_P(ServerEngineFailure, IsReportedWithoutTouchingTheImageOrWaitBlocks) {
+    const EngineFailure& failure = GetParam();
     e2e::WindowThread windows({{kBottomRect, kBottomColor, L"E2E bottom"}});
     std::unique_ptr<Vistrel::Host> host;
     {
-        // Read by the stand-in inside the server at every render.
-        e2e::ScopedEnvironment black(L"VXMAG_RENDER", L"black");
+        // Read by the stand-in inside the server.
+        e2e::ScopedEnvironment variable(failure.variable, failure.value);
         host = startServer(false);
     }
     ASSERT_TRUE(host);
+    if (failure.atStartUp) {
+        uint32_t exitCode = 0;
+        Vistrel::ResultRecord final;
+        ASSERT_TRUE(host->waitForExit(30000, exitCode, final).isSuccess());
+        EXPECT_EQ(exitCode, 10u);
+        EXPECT_EQ(final.code, failure.code);
+        EXPECT_EQ(final.text.toUtf8().rfind(failure.text, 0), 0u) << final.text.toUtf8();
+        return;
+    }
     const auto& objects = host->sharedObjects();
     const uint32_t imageBytes = Vistrel::imageBlockSize(kCaptureRect);
     // Earlier contents the failed request must not touch.
     std::memset(objects->shMemImage->view, 0x5A, imageBytes);
     std::memset(objects->shMemWaitResult->view, 0x6B, Vistrel::kWaitResultBlockSize);
 
+    // A window in the list, so that the filter list is applied.
+    const std::vector<uint64_t> excluded = {reinterpret_cast<uintptr_t>(windows.window(0))};
     Vistrel::Capture capture;
-    const VXResult r = host->capture({}, false, capture, kAnswerTimeoutMs);
-    ASSERT_TRUE(r.isSuccess()) << r.message().toUtf8();  // the completion event came
-    EXPECT_EQ(capture.result.code, 2022);
-    EXPECT_NE(capture.result.text.toUtf8().find("All captured pixels are black"), std::string::npos)
-        << capture.result.text.toUtf8();
+    for (int request = 0; request < 2; ++request) {
+        const VXResult r = host->capture(excluded, false, capture, kAnswerTimeoutMs);
+        ASSERT_TRUE(r.isSuccess()) << r.message().toUtf8();  // the completion event came
+        EXPECT_EQ(capture.result.code, failure.code) << capture.result.text.toUtf8();
+        EXPECT_NE(capture.result.text.toUtf8().find(failure.text), std::string::npos)
+            << capture.result.text.toUtf8();
+    }
     const std::vector<uint8_t> image(objects->shMemImage->view, objects->shMemImage->view + imageBytes);
     EXPECT_EQ(std::vector<uint8_t>(imageBytes, 0x5A), image);
     const std::vector<uint8_t> wait(objects->shMemWaitResult->view,
                                     objects->shMemWaitResult->view + Vistrel::kWaitResultBlockSize);
     EXPECT_EQ(std::vector<uint8_t>(Vistrel::kWaitResultBlockSize, 0x6B), wait);
-
-    // A failed capture is the request's outcome only: the server goes on serving.
-    ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());
-    EXPECT_EQ(capture.result.code, 2022);
     EXPECT_TRUE(host->isRunning());
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    StandInSwitches, ServerEngineFailure,
+    ::testing::Values(EngineFailure{L"VXMAG_RENDER", L"black", 2022, "All captured pixels are black", false},
+                      EngineFailure{L"VXMAG_FAIL", L"MagSetWindowFilterList", 2020,
+                                    "Method \"MagSetWindowFilterList\" returned Win32 error [0]. ", false},
+                      EngineFailure{L"VXMAG_FAIL", L"MagSetWindowSource", 2020,
+                                    "Method \"MagSetWindowSource\" returned Win32 error [0]. ", false},
+                      EngineFailure{L"VXMAG_FAIL", L"MagInitialize", 2020,
+                                    "Method \"MagInitialize\" returned Win32 error [0]. ", true}));
 
 }  // namespace

@@ -108,6 +108,17 @@ TEST(VXImageConverterTo32, SixteenBitsGoThroughTheLookupTablesAndPalettesThrough
     // Level 1 of 31 is 255/31 = 8.2 and level 2 of 63 is 8.1, both cut to 8.
     EXPECT_EQ(get32(*dst, 3, 0), 0x00080808u);
 
+    // 15-bit pixels take two bytes each, wherever the rect starts.
+    auto src15 = std::make_shared<VXImage>(4, 4, 15);
+    ASSERT_TRUE(src15->allocate().isSuccess());
+    src15->setColorInfo(std::make_shared<VXColorInfo>(static_cast<uint8_t>(15), 0x7C00u, 0x03E0u, 0x001Fu, 0u));
+    const uint16_t values15[] = {0x0000, 0x7C00, 0x03E0, 0x001F};  // black, red, green, blue
+    std::memcpy(src15->getLinePtr(0), values15, sizeof(values15));
+    ASSERT_TRUE(VXImageConverter::convert16To32(src15, VXRect(1, 0, 4, 1), dst, VXPoint()).isSuccess());
+    EXPECT_EQ(get32(*dst, 0, 0), 0x00FF0000u);
+    EXPECT_EQ(get32(*dst, 1, 0), 0x0000FF00u);
+    EXPECT_EQ(get32(*dst, 2, 0), 0x000000FFu);
+
     const auto indexed = makeImage(3, 1, 8);  // fixed palette
     const uint8_t indices[] = {10, 12, 255};
     std::memcpy(indexed->getBits(), indices, 3);

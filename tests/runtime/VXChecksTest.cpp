@@ -52,6 +52,13 @@ TEST(VXChecks, Win32ErrorSiteReadsTheLastError) {
     EXPECT_EQ(r.code(), VXError::eNotFound);
     EXPECT_EQ(msg(r).rfind("Method \"CreateFileMapping\" returned Win32 error [2]. ", 0), 0u);
     EXPECT_NE(msg(r).find("\n\tError returned to "), std::string::npos);
+    // A call that failed without a last error is still a failure at its site.
+    VXPlatform::setLastOsError(0);
+    const VXResult silent = VX_WIN32_ERROR(u"MagInitialize");
+    EXPECT_EQ(silent.code(), VXError::eUnexpected);
+    EXPECT_EQ(msg(silent).rfind("Method \"MagInitialize\" returned Win32 error [0]. ", 0), 0u) << msg(silent);
+    EXPECT_EQ(VX_HRESULT_ERROR(u"CreateDevice", 0).code(), VXError::eUnexpected);
+    EXPECT_EQ(VXResult::fromWin32Error(u"MagInitialize", 0).code(), VXError::eNoError);  // the table stays
 }
 
 TEST(VXChecks, AssertionFormsAreLoggedAndExecutionContinues) {

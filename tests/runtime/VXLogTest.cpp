@@ -68,6 +68,57 @@ TEST(VXLogPipeline, LineCarriesLevelThreadFileAndFunctionAndDropsLevelFour) {
         VX_LOG_INFO(u"named");
     }).join();
     EXPECT_TRUE(log.contains("[DumpThread]"));
+
+    log.clear();
+    VXPlatform::shutdown();
+    EXPECT_TRUE(VXLog::threadIdentity().isEmpty());
+    VX_LOG_INFO(u"late");
+    VXPlatform::initialize();
+    ASSERT_EQ(log.bodies().size(), 1u);
+    EXPECT_EQ(log.bodies()[0].rfind("i: <VXLogTest.cpp> ", 0), 0u) << log.bodies()[0];
+}
+
+TEST(VXLogPipeline, BufferKeepsTheLastLinesAndTheSecondListHearsOnlyWhileActive) {
+    LogCapture log;
+    auto buffer = std::make_shared<VXLogBuffer>(2);
+    auto second = std::make_shared<VXLogCaptureTarget>();
+    VXLog::setListener(1, buffer);
+    VXLog::setSecondTargets({second});
+    for (const char16_t* text : {u"one", u"two", u"three"})
+        VX_LOG_INFO(u"%s", text);
+    VX_LOG(4, u"refused");
+    VXLog::setSecondTargetListActive(true);
+    EXPECT_TRUE(VXLog::isSecondTargetListActive());
+    VX_LOG_INFO(u"four");
+    VXLog::setSecondTargetListActive(false);
+    VX_LOG_INFO(u"five");
+    VXLog::setListener(1, nullptr);
+    VXLog::setSecondTargets({});
+
+    const std::vector<VXString> kept = buffer->contents();
+    ASSERT_EQ(kept.size(), 2u);
+    EXPECT_TRUE(has(kept[0].toUtf8(), " - four")) << kept[0].toUtf8();
+    EXPECT_TRUE(has(kept[1].toUtf8(), " - five")) << kept[1].toUtf8();
+    ASSERT_EQ(second->lines().size(), 1u);
+    EXPECT_EQ(second->lines()[0], log.linesAsWritten()[3]);
+}
+
+TEST(VXLogTracker, ReportsTheFirstAndEveryTenfoldOccurrenceUnderItsName) {
+    LogCapture log;
+    VXLogTracker narrow("slow frame");
+    VXLogTrackerW wide(u"lost window");
+    for (int i = 0; i < 12; ++i) {
+        narrow.occurred(__FILE__, "render");
+        wide.occurred(__FILE__, "render");
+    }
+    EXPECT_EQ(wide.count(), 12);
+    std::vector<std::string> reports;
+    for (const std::string& line : log.bodies())
+        reports.push_back(line.substr(line.find("render - ") + 9));
+    EXPECT_EQ(reports, (std::vector<std::string>{"### slow frame ### issue occurred [1] times",
+                                                 "### lost window ### issue occurred [1] times",
+                                                 "### slow frame ### issue occurred [10] times",
+                                                 "### lost window ### issue occurred [10] times"}));
 }
 
 TEST(VXLogCollapse, FiveRepeatsThenAnotherMessage) {

@@ -143,10 +143,13 @@ TEST(VXResultText, LogIfErrorLogsOnlyErrors) {
     LogCapture log;
     EXPECT_FALSE(VXResult(2000).logIfError(VX_SITE));
     EXPECT_TRUE(VXResult(2008, u"gone").logIfError(VX_SITE));
+    EXPECT_FALSE(VXResult::logIfError(VXStatus::eYes, VX_SITE));
+    EXPECT_TRUE(VXResult::logIfError(2024, VX_SITE));
     const auto lines = log.bodies();
-    ASSERT_EQ(lines.size(), 1u);
+    ASSERT_EQ(lines.size(), 2u);
     EXPECT_TRUE(startsWith(lines[0], "E: ["));
     EXPECT_NE(lines[0].find("Error\n\t(2008) \"VXError::eNotFound\"\n\tgone at "), std::string::npos);
+    EXPECT_NE(lines[1].find("Error\n\t(2024) \"VXError::eTimeout\" at "), std::string::npos) << lines[1];
 }
 
 }  // namespace

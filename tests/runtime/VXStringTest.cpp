@@ -4,8 +4,13 @@
 #include "VXString.h"
 #include "support/LogCapture.h"
 
+#include <cstdlib>
+#include <locale>
+
 #ifdef _WIN32
 #include <windows.h>
+
+#include "VXStringTestResources.h"
 #endif
 
 namespace {
@@ -75,6 +80,84 @@ TEST(VXString, DoubleWithPrecisionAbove17ReportsAndClamps) {
     EXPECT_EQ(u8(s), "0.10000000000000001");
     EXPECT_TRUE(log.contains("Assertion failure at VXString::VXString, vxstring.cpp:"));
 }
+
+// A decimal comma and dots between thousands, without relying on the machine's locales.
+struct CommaDecimal : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(VXString, DoubleWithALocaleUsesItsSeparators) {
+    const std::locale comma(std::locale::classic(), new CommaDecimal);
+    EXPECT_EQ(u8(VXString(1234567.5, comma, 8)), "1.234.567,5");
+    EXPECT_EQ(u8(VXString(0.25, comma)), "0,25");
+    EXPECT_EQ(u8(VXString(0.25, std::locale::classic())), "0.25");
+}
+
+// Counts what passes through it; buffers come from the C heap.
+struct CountingAllocator : IVXAllocator {
+    void* allocate(size_t bytes) override {
+        ++allocations;
+        return refuse ? nullptr : std::malloc(bytes);
+    }
+    void* reallocate(void* buffer, size_t bytes) override { return std::realloc(buffer, bytes); }
+    void release(void* buffer) override {
+        ++releases;
+        std::free(buffer);
+    }
+    int allocations = 0;
+    int releases = 0;
+    bool refuse = false;
+};
+
+TEST(VXString, BuffersComeFromAndGoBackToTheStringsAllocator) {
+    CountingAllocator counting;
+    {
+        VXString own(&counting);
+        ASSERT_TRUE(own.append(u"held by the counting allocator"));
+        ASSERT_TRUE(own.format(u"%s and formatted", own));
+        EXPECT_EQ(own.allocator(), &counting);
+        VXString moved(std::move(own));  // the buffer travels with its allocator
+        EXPECT_EQ(moved.allocator(), &counting);
+        VXString heap(u"heap text");
+        heap = std::move(moved);  // another allocator's buffer is copied, not taken
+        EXPECT_EQ(heap.allocator(), nullptr);
+        EXPECT_EQ(u8(heap), "held by the counting allocator and formatted");
+        const VXString copy(heap);
+        EXPECT_EQ(copy.allocator(), nullptr);
+        EXPECT_GE(counting.allocations, 2);
+    }
+    EXPECT_EQ(counting.releases, counting.allocations);
+}
+
+#ifdef _WIN32
+TEST(VXString, StringResourcesFormatAndLoadOrSayWhyNot) {
+    LogCapture log;
+    VXString s(u"unchanged");
+    VXString::setInstance(nullptr);
+    EXPECT_FALSE(s.formatFromResource(kWindowFormatId, 3, u"7"));
+    EXPECT_TRUE(log.contains("VXString::setInstance not called!"));
+
+    VXString::setInstance(GetModuleHandleW(nullptr));
+    EXPECT_TRUE(s.formatFromResource(kWindowFormatId, 3, u"7"));
+    EXPECT_EQ(u8(s), "Window 3 of 7");
+    EXPECT_FALSE(s.formatFromResource(kMissingId));
+    EXPECT_EQ(u8(s), "Window 3 of 7");
+    EXPECT_TRUE(log.contains("Failed to load string resource"));
+    CountingAllocator refusing;
+    refusing.refuse = true;
+    VXString starved(&refusing);
+    EXPECT_FALSE(starved.formatFromResource(kWindowFormatId, 3, u"7"));
+    EXPECT_TRUE(log.contains("Error attempting to format 'Window %d of %s': errNum = '12'."));
+    VXString::setInstance(nullptr);
+
+    VXString text;
+    ASSERT_TRUE(VXString::fromRes(kPlainTextId, text).isSuccess());
+    EXPECT_EQ(u8(text), "Capture server");
+    EXPECT_EQ(VXString::fromRes(kMissingId, text).code(), VXError::eNotFound);
+}
+#endif
 
 TEST(VXString, ToIntEdgeCases) {
     LogCapture log;

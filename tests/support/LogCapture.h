@@ -24,7 +24,8 @@ public:
     std::vector<std::string> lines() const {
         VXLog::flush();
         std::vector<std::string> out;
-        for (const VXString& line : _target->lines()) out.push_back(line.toUtf8());
+        for (const VXString& line : _target->lines())
+            out.push_back(line.toUtf8());
         return out;
     }
     // The lines with the timestamp cut off (everything up to and including "PST ").
@@ -36,9 +37,12 @@ public:
         }
         return out;
     }
+    // The lines written so far, without resolving anything still held back.
+    std::vector<VXString> linesAsWritten() const { return _target->lines(); }
     bool contains(const std::string& text) const {
         for (const std::string& line : lines()) {
-            if (line.find(text) != std::string::npos) return true;
+            if (line.find(text) != std::string::npos)
+                return true;
         }
         return false;
     }
@@ -51,4 +55,6 @@ private:
     std::shared_ptr<VXLogCaptureTarget> _target;
 };
 
-inline std::string utf8(const VXString& s) { return s.toUtf8(); }
+inline std::string utf8(const VXString& s) {
+    return s.toUtf8();
+}

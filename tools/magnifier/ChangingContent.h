@@ -12,7 +12,7 @@
 #include <atomic>
 #include <cstdint>
 
-class ChangingContent : public ReadbackListener {
+class ChangingContent final : public ReadbackListener {
 public:
     // Writes the first value before returning, so each render already differs from the last;
     // `counter` carries on across renders.

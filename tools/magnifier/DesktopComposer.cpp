@@ -26,9 +26,8 @@ bool isListed(const std::vector<HWND>& list, HWND window) {
 // Owns a device context plus a DIB the size of one window, for PrintWindow to draw into.
 class WindowCanvas {
 public:
-    WindowCanvas(HDC compatible, int width, int height) {
-        dc_ = CreateCompatibleDC(compatible);
-        bitmap_ = CreateCompatibleBitmap(compatible, width, height);
+    WindowCanvas(HDC compatible, int width, int height)
+        : dc_(CreateCompatibleDC(compatible)), bitmap_(CreateCompatibleBitmap(compatible, width, height)) {
         if (dc_ != nullptr && bitmap_ != nullptr) {
             previous_ = SelectObject(dc_, bitmap_);
         }

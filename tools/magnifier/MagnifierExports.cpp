@@ -38,6 +38,11 @@ LRESULT CALLBACK controlProc(HWND window, UINT message, WPARAM wParam, LPARAM lP
     return DefWindowProcW(window, message, wParam, lParam);
 }
 
+BOOL failSilently() {
+    SetLastError(ERROR_SUCCESS);
+    return FALSE;
+}
+
 BOOL finish(DWORD error) {
     if (error != ERROR_SUCCESS) {
         SetLastError(error);
@@ -63,6 +68,9 @@ MagControl* MagControl::from(HWND window) {
 extern "C" {
 
 BOOL WINAPI MagInitialize() {
+    if (failsSilently(L"MagInitialize")) {
+        return failSilently();
+    }
     WNDCLASSEXW windowClass = {};
     windowClass.cbSize = sizeof(windowClass);
     // Global: callers create the control with their own module handle, not this DLL's.
@@ -85,6 +93,9 @@ BOOL WINAPI MagUninitialize() {
 }
 
 BOOL WINAPI MagSetWindowFilterList(HWND window, DWORD mode, int count, HWND* windows) {
+    if (failsSilently(L"MagSetWindowFilterList")) {
+        return failSilently();
+    }
     MagControl* control = MagControl::from(window);
     return finish(control == nullptr ? ERROR_INVALID_WINDOW_HANDLE
                                      : control->setFilterList(mode, count, windows));
@@ -104,6 +115,9 @@ int WINAPI MagGetWindowFilterList(HWND window, DWORD* mode, int count, HWND* win
 }
 
 BOOL WINAPI MagSetWindowSource(HWND window, RECT source) {
+    if (failsSilently(L"MagSetWindowSource")) {
+        return failSilently();
+    }
     if (faultInWindowSource())
         *reinterpret_cast<volatile int*>(gFaultAddress) = 1;
     MagControl* control = MagControl::from(window);

@@ -9,6 +9,7 @@ constexpr wchar_t kFormatVariable[] = L"VXMAG_FORMAT";
 constexpr wchar_t kFilterLimitVariable[] = L"VXMAG_FILTER_LIMIT";
 constexpr wchar_t kFaultSourceVariable[] = L"VXMAG_FAULT_SOURCE";
 constexpr wchar_t kFailUninitializeVariable[] = L"VXMAG_FAIL_UNINITIALIZE";
+constexpr wchar_t kFailVariable[] = L"VXMAG_FAIL";
 constexpr wchar_t kRenderBlack[] = L"black";
 constexpr wchar_t kRenderChanging[] = L"changing";
 // The system library's own limit is undocumented; the server only needs some limit to exist.
@@ -69,4 +70,9 @@ DWORD uninitializeFailure() {
         return static_cast<DWORD>(number);
     }
     return 0;
+}
+
+bool failsSilently(const wchar_t* exportName) {
+    wchar_t value[kValueChars];
+    return readVariable(kFailVariable, value) && lstrcmpW(value, exportName) == 0;
 }

@@ -22,3 +22,7 @@ int filterListLimit();
 bool faultInWindowSource();
 // VXMAG_FAIL_UNINITIALIZE=<Win32 error>: MagUninitialize fails with that last error; 0 when unset.
 DWORD uninitializeFailure();
+// True when VXMAG_FAIL names this export ("MagInitialize", "MagSetWindowSource",
+// "MagSetWindowFilterList"): it then returns FALSE and leaves last error 0, as some system
+// calls do when they fail.
+bool failsSilently(const wchar_t* exportName);

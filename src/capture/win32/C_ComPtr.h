@@ -18,7 +18,8 @@ public:
     C_ComPtr(C_ComPtr&& other) noexcept : _p(std::exchange(other._p, nullptr)) {}
     ~C_ComPtr() { reset(); }
 
-    C_ComPtr& operator=(const C_ComPtr& other) {
+    // Safe for self-assignment: assign takes the new share before dropping the old one.
+    C_ComPtr& operator=(const C_ComPtr& other) {  // NOLINT(bugprone-unhandled-self-assignment)
         assign(other._p);
         return *this;
     }

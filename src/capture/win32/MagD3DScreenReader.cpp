@@ -225,14 +225,22 @@ VXResult MagD3DScreenReader::captureSource_(IDirect3DDevice9* device, IDirect3DS
     if (checked.isError())
         return checked;
 
+    CopyTarget copy;
+    copy.rect = sourceRect != nullptr
+                    ? VXRect(sourceRect->left, sourceRect->top, sourceRect->right, sourceRect->bottom)
+                    : VXRect(0, 0, static_cast<int32_t>(desc.Width), static_cast<int32_t>(desc.Height));
+    copy.image = _image;
+    copy.anyNotBlack = _anyPixelNotBlack;
     IDirect3DSurface9* readback = nullptr;
-    VX_RETURN_IF_ERROR(stableReadback(device, sourceSurface, &desc, kStabilizationTimeoutMs, readback));
-    const VXRect copyRect =
-        sourceRect != nullptr
-            ? VXRect(sourceRect->left, sourceRect->top, sourceRect->right, sourceRect->bottom)
-            : VXRect(0, 0, static_cast<int32_t>(desc.Width), static_cast<int32_t>(desc.Height));
+    VX_RETURN_IF_ERROR(
+        stableReadback(device, sourceSurface, &desc, kStabilizationTimeoutMs, readback, &copy));
+    if (copy.done) {
+        _anyPixelNotBlack = copy.anyNotBlack;
+        return VXError::eNoError;
+    }
+    // Timed out: the last readback, which nothing compared equal, is taken as it is.
     const uint64_t start = nowUs();
-    VXResult copied = copySurfaceToImage(readback, copyRect, _image, _anyPixelNotBlack);
+    VXResult copied = copySurfaceToImage(readback, copy.rect, _image, _anyPixelNotBlack);
     _timings.copyUs += nowUs() - start;
     VX_RETURN_IF_ERROR(copied);
     return VXError::eNoError;
@@ -241,7 +249,8 @@ VXResult MagD3DScreenReader::captureSource_(IDirect3DDevice9* device, IDirect3DS
 VXResult MagD3DScreenReader::stableReadback(IDirect3DDevice9* pDevice,
                                             IDirect3DSurface9* pRenderTargetSurface,
                                             const D3DSURFACE_DESC* pRenderTargetSurfaceDesc,
-                                            uint32_t timeoutMs, IDirect3DSurface9*& result) {
+                                            uint32_t timeoutMs, IDirect3DSurface9*& result,
+                                            CopyTarget* copy) {
     VX_CHECK_PARAM(pDevice);
     VX_CHECK_PARAM(pRenderTargetSurface);
     VX_CHECK_PARAM(pRenderTargetSurfaceDesc);
@@ -263,7 +272,9 @@ VXResult MagD3DScreenReader::stableReadback(IDirect3DDevice9* pDevice,
         VX_RETURN_IF_ERROR(timedReadback(_readbacks[b]));
         bool different = false;
         const uint64_t start = nowUs();
-        VXResult compared = compareSurfaces(_readbacks[a].get(), _readbacks[b].get(), different);
+        VXResult compared = copy != nullptr
+                                ? compareAndCopy(_readbacks[a].get(), _readbacks[b].get(), *copy, different)
+                                : compareSurfaces(_readbacks[a].get(), _readbacks[b].get(), different);
         _timings.compareUs += nowUs() - start;
         VX_RETURN_IF_ERROR(compared);
         if (!different)
@@ -351,6 +362,85 @@ VXResult MagD3DScreenReader::compareSurfaces(IDirect3DSurface9* pSurface1, IDire
     if (FAILED(unlocked2))
         return VX_HRESULT_ERROR(u"UnlockRect", unlocked2);
     different = differs;
+    return VXError::eNoError;
+}
+
+VXResult MagD3DScreenReader::compareAndCopy(IDirect3DSurface9* pSurface1, IDirect3DSurface9* pSurface2,
+                                            CopyTarget& copy, bool& different) {
+    VX_CHECK_PARAM(pSurface1);
+    VX_CHECK_PARAM(pSurface2);
+    const std::shared_ptr<VXImage>& imageDst = copy.image;
+    const VXRect& rect = copy.rect;
+    VX_CHECK_PARAM(imageDst);
+    VX_CHECK_PARAM(imageDst->getBits());
+    VX_CHECK_PARAM(imageDst->getBytesPerPixel() == 4);
+    VX_CHECK_PARAM(VXRect(imageDst->getSize()).isEnclosing(rect));
+    D3DSURFACE_DESC desc1 = {};
+    D3DSURFACE_DESC desc2 = {};
+    HRESULT hr = pSurface1->GetDesc(&desc1);
+    if (FAILED(hr))
+        return VX_HRESULT_ERROR(u"GetDesc", hr);
+    hr = pSurface2->GetDesc(&desc2);
+    if (FAILED(hr))
+        return VX_HRESULT_ERROR(u"GetDesc", hr);
+    if (desc1.Width != desc2.Width || desc1.Height != desc2.Height || desc1.Format != desc2.Format) {
+        return VX_ERROR(VXError::eUnexpected, u"Surfaces different in size or format");
+    }
+    // The copy reads only what the comparison covers.
+    VX_CHECK_PARAM(VXRect(0, 0, static_cast<int32_t>(desc1.Width), static_cast<int32_t>(desc1.Height))
+                       .isEnclosing(rect));
+
+    D3DLOCKED_RECT locked1 = {};
+    D3DLOCKED_RECT locked2 = {};
+    hr = pSurface1->LockRect(&locked1, nullptr, kReadOnlyLock);
+    if (FAILED(hr))
+        return VX_HRESULT_ERROR(u"LockRect", hr);
+    hr = pSurface2->LockRect(&locked2, nullptr, kReadOnlyLock);
+    if (FAILED(hr)) {
+        pSurface1->UnlockRect();
+        return VX_HRESULT_ERROR(u"LockRect", hr);
+    }
+    const size_t rowBytes = static_cast<size_t>(desc1.Width) * kBytesPerPixel;
+    const int32_t width = rect.getWidth();
+    const size_t copyBytes = static_cast<size_t>(width) * kBytesPerPixel;
+    const size_t copyOffset = static_cast<size_t>(rect.getLeft()) * kBytesPerPixel;
+    const uint8_t* row1 = static_cast<const uint8_t*>(locked1.pBits);
+    const uint8_t* row2 = static_cast<const uint8_t*>(locked2.pBits);
+    bool differs = false;
+    bool anyNotBlack = copy.anyNotBlack;
+    VXResult result = VXError::eNoError;
+    for (int32_t y = 0; y < static_cast<int32_t>(desc1.Height); ++y) {
+        if (std::memcmp(row1, row2, rowBytes) != 0) {
+            differs = true;
+            break;
+        }
+        if (y >= rect.getTop() && y < rect.getBottom()) {
+            const uint8_t* src = row1 + copyOffset;
+            if (!anyNotBlack)
+                anyNotBlack = rowHasColor(src, width);
+            uint8_t* dst = imageDst->getPixelPtr(rect.getLeft(), y);
+            if (dst == nullptr) {
+                result = VX_ERROR(VXError::eUnexpected, u"nullptr src (%p) or dst (%p) pointers at y (%d)",
+                                  src, dst, y);
+                break;
+            }
+            std::memcpy(dst, src, copyBytes);
+        }
+        row1 += locked1.Pitch;
+        row2 += locked2.Pitch;
+    }
+    const HRESULT unlocked1 = pSurface1->UnlockRect();
+    const HRESULT unlocked2 = pSurface2->UnlockRect();
+    VX_RETURN_IF_ERROR(result);
+    if (FAILED(unlocked1))
+        return VX_HRESULT_ERROR(u"UnlockRect", unlocked1);
+    if (FAILED(unlocked2))
+        return VX_HRESULT_ERROR(u"UnlockRect", unlocked2);
+    different = differs;
+    if (!differs) {
+        copy.anyNotBlack = anyNotBlack;
+        copy.done = true;
+    }
     return VXError::eNoError;
 }
 

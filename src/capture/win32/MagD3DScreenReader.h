@@ -63,11 +63,21 @@ public:
                        IDirect3DSurface9* destSurface, const RECT* destRect,
                        D3DTEXTUREFILTERTYPE filter) override;
 
+    // Where a capture's pixels go: filled by compareAndCopy when the readbacks agree.
+    struct CopyTarget {
+        VXRect rect;
+        std::shared_ptr<VXImage> image;
+        bool anyNotBlack = false;  // as copySurfaceToImage sets it
+        bool done = false;         // the pixels are in the image
+    };
+
     // Reads the render target back until two consecutive readbacks are byte-equal or timeoutMs
-    // has passed; `result` is the last readback, one of the reader's reused surfaces.
+    // has passed; `result` is the last readback, one of the reader's reused surfaces. With a
+    // copy target, the comparison that finds them equal also copies (copy->done); after a
+    // time-out the caller copies the last readback itself.
     VXResult stableReadback(IDirect3DDevice9* pDevice, IDirect3DSurface9* pRenderTargetSurface,
                             const D3DSURFACE_DESC* pRenderTargetSurfaceDesc, uint32_t timeoutMs,
-                            IDirect3DSurface9*& result);
+                            IDirect3DSurface9*& result, CopyTarget* copy = nullptr);
 
     // Reads the render target into `surface`, which is (re)made in system memory unless it
     // already matches the device, size and format.
@@ -77,6 +87,11 @@ public:
     // `different` is written only when the comparison succeeded.
     static VXResult compareSurfaces(IDirect3DSurface9* pSurface1, IDirect3DSurface9* pSurface2,
                                     bool& different);
+    // compareSurfaces, and while the rows agree, copySurfaceToImage of pSurface1 in the same
+    // pass, each row copied while it is still in the cache. Once a row differs the image may
+    // be partly written; copy.done and copy.anyNotBlack are set only when all rows are equal.
+    static VXResult compareAndCopy(IDirect3DSurface9* pSurface1, IDirect3DSurface9* pSurface2,
+                                   CopyTarget& copy, bool& different);
     // Copies `rect` of the surface to the same place in the image, row by row, and sets
     // anyNotBlack at the first pixel with non-zero colour bits (alpha ignored).
     static VXResult copySurfaceToImage(IDirect3DSurface9* pSysMemSurfaceSrc, const VXRect& rect,

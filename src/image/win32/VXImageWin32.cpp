@@ -21,10 +21,8 @@ std::atomic<int32_t> gHandlesCreated{0};
 std::atomic<int32_t> gHandlesRemaining{0};
 std::atomic<int64_t> gHandleBytes{0};
 
-// Some GDI failures leave no last error; that must still read as a failure.
+// Some GDI failures leave no last error; the site form still reads that as a failure.
 VXResult win32Failure(const char16_t* method, DWORD error, const VXSourceLocation& site) {
-    if (error == 0)
-        return VXResult(VXError::eSomeError, site, u"Method \"%s\" failed without a Win32 error", method);
     return VXResult::fromWin32Error(method, error, site);
 }
 
@@ -132,6 +130,14 @@ uint8_t* VXImageWin32::getPixelPtr(int32_t x, int32_t y) const {
     uint8_t* pointer = nullptr;
     getPixelPtr(x, y, pointer);
     return pointer;
+}
+
+VXResult VXImageWin32::setBits(uint8_t* bits, bool ownsBits) {
+    if (ownsBits || _bitmap != nullptr) {
+        return VX_ERROR(VXError::eNotInitialized, u"%s -- the pixels belong to the DIB section",
+                        u"VXImageWin32::setBits()");
+    }
+    return VXImage::setBits(bits, false);
 }
 
 int32_t VXImageWin32::bitmapInfoSize(int32_t bitDepth) {

@@ -26,6 +26,10 @@ public:
     // Builds the bitmap info for the depth (with the colour table of 8-bit images and the
     // masks of 16-bit ones) and creates the DIB section. 2009 on an allocated image.
     VXResult allocate() override;
+    // Refused (2007) for owned bits, which the image would later free though a DIB section
+    // or the caller holds them, and once a bitmap exists; unowned bits attached before
+    // allocate are kept.
+    VXResult setBits(uint8_t* bits, bool ownsBits) override;
     VXResult draw(VXDrawTarget target, const VXRect& rect) override;
     VXResult drawFrom(VXDrawTarget target, const VXRect& rect, const VXPoint& sourceOrigin) override;
     // Blends this 32-bit image by its per-pixel alpha over what the target device context

@@ -66,6 +66,8 @@ void VXCrashHandler::install() {
     if (gInstalled)
         return;
     gInstalled = true;
+    // Deadlock switches are used by the dump thread's join: read them now, not mid-crash.
+    VXRuntimeSwitches::ensureLoaded();
     gPreviousFilter = SetUnhandledExceptionFilter(VXDebugExceptionHandler);
     gPreviousPurecall = _set_purecall_handler(onPureCall);
     gPreviousInvalidParameter = _set_invalid_parameter_handler(onInvalidParameter);

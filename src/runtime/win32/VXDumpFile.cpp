@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr const char16_t* kFolderName = u"VistrelDumps\\";
+constexpr const char16_t* kFolderName = u"TesseraDumps\\";
 
 std::mutex gFolderLock;
 VXString* gFolder = nullptr;  // made on first use and kept for the life of the process

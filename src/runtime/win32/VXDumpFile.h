@@ -13,7 +13,7 @@ public:
     // Sets the process-wide dump folder (a trailing backslash is added) and creates it.
     static void setFolder(const VXString& folder);
     static VXString folder();
-    // The temporary folder followed by "VistrelDumps\".
+    // The temporary folder followed by "TesseraDumps\".
     static VXString defaultFolder();
     // <folder><executable name>_<process id>_NN.dmp, NN counting the dumps of the process.
     static VXString nextFileName();

@@ -14,13 +14,8 @@ constexpr DWORD kModulePathChars = 32768;
 std::atomic<bool> gMutexDetection{true};
 std::atomic<bool> gJoinDetection{true};
 std::atomic<uint32_t> gDeadlockTimeoutMs{VXRuntimeSwitches::kDefaultDeadlockTimeoutMs};
-std::once_flag gLoaded;
-
-// The registry is read once, before the first switch is used or set, so that a switch set
-// by a test is never overwritten by a late read.
-void ensureLoaded() {
-    std::call_once(gLoaded, [] { VXRuntimeSwitches::loadFromRegistry(); });
-}
+std::once_flag gLoadOnce;
+std::atomic<bool> gLoaded{false};
 
 bool readFrom(HKEY root, const VXString& keyPath, const char16_t* valueName, uint32_t& value) {
     DWORD data = 0;
@@ -34,6 +29,19 @@ bool readFrom(HKEY root, const VXString& keyPath, const char16_t* valueName, uin
 }
 
 }  // namespace
+
+// The registry is read once, before the first switch is used or set, so that a switch set
+// by a test is never overwritten by a late read.
+void VXRuntimeSwitches::ensureLoaded() {
+    std::call_once(gLoadOnce, [] {
+        loadFromRegistry();
+        gLoaded = true;
+    });
+}
+
+bool VXRuntimeSwitches::isLoaded() {
+    return gLoaded.load();
+}
 
 bool VXRuntimeSwitches::mutexDeadlockDetection() {
     ensureLoaded();

@@ -32,6 +32,11 @@ public:
     // Back to the defaults (both detections on, 120,000 ms) without reading the registry.
     static void resetToDefaults();
 
+    // Reads the registry unless that happened already; true once it has. A crash handler
+    // calls it when installed, so that no registry read waits for it inside a crash.
+    static void ensureLoaded();
+    static bool isLoaded();
+
     // Reads "DisableDeadlockDetection": a non-zero value switches both detections off, zero
     // switches them on, a missing value leaves them as they are.
     static void loadFromRegistry();

@@ -1,5 +1,7 @@
 #include "VXSync.h"
 
+#include <algorithm>
+
 #include "VXChecks.h"
 #include "VXEvent.h"
 
@@ -8,6 +10,8 @@ namespace {
 constexpr const char16_t* kLocalPrefix = u"Local\\";
 constexpr const char16_t* kGlobalPrefix = u"Global\\";
 constexpr DWORD kAllInput = QS_ALLINPUT;  // 0x4FF
+// How often a wait-all with the message pump looks at its objects while no input comes.
+constexpr uint32_t kWaitAllPollMs = 10;
 constexpr uint32_t kMaxStackFrames = 64;
 constexpr DWORD kModulePathChars = 1024;
 
@@ -94,7 +98,22 @@ VXResult VXSync::waitForMultiple(VXEvent* const* events, uint32_t count, uint32_
             if (poll != WAIT_TIMEOUT)
                 return waitOutcome(poll, count, signaledIndex);
         }
-        const DWORD wait = MsgWaitForMultipleObjects(count, handles, waitAll, remaining, kAllInput);
+        DWORD wait = WAIT_TIMEOUT;
+        if (waitAll) {
+            // With wait-all the system call would wait for every object and for input at once.
+            // Poll the set instead, which takes the signals only when all are there, and
+            // wait for input between polls.
+            const DWORD poll = WaitForMultipleObjects(count, handles, TRUE, 0);
+            if (poll != WAIT_TIMEOUT || remaining == 0)
+                return waitOutcome(poll, count, signaledIndex);
+            wait =
+                MsgWaitForMultipleObjects(0, nullptr, FALSE, std::min(remaining, kWaitAllPollMs), kAllInput);
+            if (wait == WAIT_TIMEOUT)
+                continue;
+            wait = wait == WAIT_OBJECT_0 ? WAIT_OBJECT_0 + count : wait;
+        } else {
+            wait = MsgWaitForMultipleObjects(count, handles, FALSE, remaining, kAllInput);
+        }
         if (wait != WAIT_OBJECT_0 + count)
             return waitOutcome(wait, count, signaledIndex);
         // Input that keeps arriving must not hold the wait open past its time.

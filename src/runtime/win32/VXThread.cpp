@@ -161,7 +161,10 @@ VXResult VXThread::start() {
     if (previous == static_cast<DWORD>(-1))
         return VX_WIN32_ERROR(u"ResumeThread");
     if (previous == 0) {
-        _start = nullptr;  // something else let it run: it has taken its start record
+        // Something else let it run: it has taken its start record and is running, which
+        // its state must say, or the destructor would terminate it as never started.
+        _start = nullptr;
+        _shared->state = eRunning;
         return VX_ERROR(VXError::eBadStatus, u"Thread \"%s\" was not suspended", _name);
     }
     _shared->state = eRunning;
@@ -237,7 +240,7 @@ VXResult VXThread::joinElseTerminate(uint32_t timeoutMs) {
 }
 
 VXResult VXThread::joinElseTerminate2(uint32_t timeoutMs, const void* caller) {
-    const VXResult joined = join(timeoutMs, true, true);
+    VXResult joined = join(timeoutMs, true, true);  // returned as it is: moved, not copied
     if (joined.isSuccess())
         return joined;
     // Neither a thread joining itself nor one without a handle can be terminated here.
@@ -272,36 +275,46 @@ VXResult VXThread::terminate() {
         VXAssert::failedWith(VX_SITE, u"Thread \"%s\" handle is NULL", _name);
         return VX_ERROR(VXError::eBadHandle, u"Thread \"%s\" handle is NULL", _name);
     }
-    VXMutexLock guard(_shared->mutex);
-    switch (_shared->state) {
-        case eCreated:
-            VX_LOG_WARNING(u"Thread \"%s\" being terminated was not started.", _name);
-            VXAssert::failedWith(VX_SITE, u"Thread \"%s\" is being terminated, but has not been started.",
-                                 _name);
-            break;
-        case eRunning:
-        case eFinished:
-        case eTerminated:
-            break;
-        default:
-            VXAssert::failedWith(VX_SITE, u"Unexpected thread state %d", _shared->state);
-            break;
+    bool neverStarted = false;
+    {
+        VXMutexLock guard(_shared->mutex);
+        switch (_shared->state) {
+            case eCreated:
+                VX_LOG_WARNING(u"Thread \"%s\" being terminated was not started.", _name);
+                VXAssert::failedWith(VX_SITE, u"Thread \"%s\" is being terminated, but has not been started.",
+                                     _name);
+                break;
+            case eRunning:
+            case eFinished:
+            case eTerminated:
+                break;
+            default:
+                VXAssert::failedWith(VX_SITE, u"Unexpected thread state %d", _shared->state);
+                break;
+        }
+        if (_shared->state == eFinished || _shared->state == eTerminated)
+            return VXError::eNoError;
+        neverStarted = _shared->state == eCreated;
+        if (!TerminateThread(_handle, kTerminatedExitCode))
+            return VX_WIN32_ERROR(u"TerminateThread");
     }
-    if (_shared->state == eFinished || _shared->state == eTerminated)
-        return VXError::eNoError;
-    if (!TerminateThread(_handle, kTerminatedExitCode))
-        return VX_WIN32_ERROR(u"TerminateThread");
-    if (WaitForSingleObject(_handle, INFINITE) == WAIT_FAILED) {
+    // Outside the state mutex: others may ask for the state while the thread goes.
+    if (waitForEnd(INFINITE) == WAIT_FAILED) {
         const DWORD error = GetLastError();
         VXAssert::failedWith(VX_SITE, u"Waiting on terminated thread failed");
         return VX_WIN32_ERROR_CODE(u"WaitForSingleObject", error);
     }
-    if (_shared->state == eCreated) {
+    VXMutexLock guard(_shared->mutex);
+    if (neverStarted) {
         delete _start;  // the thread never ran to take it
         _start = nullptr;
     }
     _shared->state = eTerminated;
     return VXError::eNoError;
+}
+
+DWORD VXThread::waitForEnd(uint32_t timeoutMs) {
+    return WaitForSingleObject(_handle, timeoutMs);
 }
 
 VXResult VXThread::setPriority(int32_t priority) {

@@ -63,6 +63,9 @@ public:
 protected:
     // The body of a derived thread; the default runs the function given to the constructor.
     virtual VXResult run();
+    // The wait on the handle of a thread being terminated, made outside the state mutex; a
+    // derived thread may do more while it waits.
+    virtual DWORD waitForEnd(uint32_t timeoutMs);
 
 private:
     // What the running thread touches: shared with it, so that it outlives this object.

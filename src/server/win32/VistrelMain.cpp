@@ -1,12 +1,15 @@
 #include "VistrelMain.h"
 
 #include "VXCrashHandler.h"
+#include "VXLog.h"
 #include "VistrelExchange.h"
 #include "VistrelServer.h"
 
 namespace Vistrel {
 
-int mainRoutine() {
+namespace {
+
+int runStages() {
     // Before anything can fail: a crash leaves its description and a compressed dump in the
     // debug log, the only place this windowless process can report it.
     VXCrashHandler::install();
@@ -34,6 +37,15 @@ int mainRoutine() {
     if (writeResult(sharedObjects->shMemResult, runResult).isError())
         return eExitResultNotWritten;
     return eExitResultWritten;
+}
+
+}  // namespace
+
+int mainRoutine() {
+    const int exitCode = runStages();
+    // Repeats of this thread's last line are held back until another line comes; none will.
+    VXLog::flush();
+    return exitCode;
 }
 
 }  // namespace Vistrel

@@ -136,7 +136,7 @@ VXResult run(const Params& params, const std::shared_ptr<SharedObjects>& sharedO
             return VX_CHAIN(hooked);
         }
     }
-    const VXResult served = serveRequests(params.captureRect, sharedObjects, unitTestMode);
+    VXResult served = serveRequests(params.captureRect, sharedObjects, unitTestMode);  // moved out at the end
     uninitMagnification(unitTestMode);
     if (served.isError())
         return VX_CHAIN(served);

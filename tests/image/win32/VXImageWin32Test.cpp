@@ -210,7 +210,7 @@ std::vector<uint8_t> savedBytes(const std::shared_ptr<VXImage>& image, const cha
     return bytes;
 }
 
-TEST(VXImageWin32Save, BottomUpImageIsSavedTopRowFirst) {
+TEST(VXImageWin32Save, BottomUpImageIsSavedTopRowFirstAndViewedThroughItsRows) {
     auto upward = std::make_shared<VXImageWin32>(5, 3, 32);
     upward->setBottomUp(true);
     ASSERT_TRUE(upward->allocate().isSuccess());
@@ -223,6 +223,20 @@ TEST(VXImageWin32Save, BottomUpImageIsSavedTopRowFirst) {
     ASSERT_EQ(dynamic_cast<VXImageWin32*>(plain.get()), nullptr);
     EXPECT_EQ(plain->getBits()[0], 0);
     EXPECT_EQ(savedBytes(upward, "vx_up.png"), savedBytes(plain, "vx_down.png"));
+
+    // A view of it steps through the DIB's rows, not past its end.
+    auto view = std::make_shared<VXSubImage>();
+    ASSERT_TRUE(view->initialize(upward, VXRect(1, 0, 4, 3)).isSuccess());
+    std::shared_ptr<VXImage> viewed;
+    ASSERT_TRUE(VXImageUtils::createCopy(view, viewed).isSuccess());
+    for (int32_t y = 0; y < 3; ++y)
+        EXPECT_EQ(viewed->getPixelPtr(2, y)[0], 10 * y + 3) << y;
+    // The DIB section owns the pixels: other bits are never attached as owned.
+    uint8_t* other = VXImage::newBits(64);
+    EXPECT_EQ(upward->setBits(other, true).code(), VXError::eNotInitialized);
+    EXPECT_EQ(upward->setBits(other, false).code(), VXError::eNotInitialized);  // the bitmap exists
+    EXPECT_EQ(upward->getPixelPtr(0, 0)[0], 0);
+    VXImage::freeBits(other);
 }
 
 TEST(VXImageWin32Factory, InstalledFactoryMakesDibImagesThatTheUtilitiesWorkOn) {

@@ -60,6 +60,7 @@ TEST(VXCrashChild, AccessViolationLeavesCrashLinesModulesAndADecodableDump) {
     const int firstChance = findLine(lines, "First chance EXCEPTION_ACCESS_VIOLATION at ");
     const int crash = findLine(lines, "*** Crash ***");
     ASSERT_GE(crash, 0) << joinLines(lines);
+    EXPECT_GE(findLine(lines, "Runtime switches read before the crash: yes"), 0);
     EXPECT_GE(firstChance, 0);
     EXPECT_LT(firstChance, crash);
     const std::regex exceptionLine("Exception: C0000005 at ([0-9A-F]{16}) in .*vx_crash_child\\.exe$",

@@ -19,6 +19,7 @@ bool exists(const VXString& path) {
 class VXMiniDumpFolder : public ::testing::Test {
 protected:
     void SetUp() override {
+        ASSERT_EQ(VXMiniDump::defaultFolder().endsWith(u"\\TesseraDumps\\").code(), VXStatus::eYes);
         _folder = VXMiniDump::defaultFolder() + vxFormat(u"test_%u\\", GetCurrentProcessId());
         VXMiniDump::setFolder(_folder);
         ASSERT_TRUE(exists(_folder));

@@ -112,6 +112,53 @@ TEST_F(VXThreadTest, JoinElseTerminateEndsAThreadThatDoesNotStop) {
     EXPECT_TRUE(log.contains("). The thread will be terminated."));
 }
 
+// Asks for the state from another thread while terminate waits for the thread to go.
+class ObservedTermination : public VXThread {
+public:
+    using VXThread::VXThread;
+    ~ObservedTermination() override {
+        if (_asker.joinable())
+            _asker.join();
+    }
+    bool stateAnsweredDuringWait() const { return _answeredInTime; }
+
+protected:
+    DWORD waitForEnd(uint32_t timeoutMs) override {
+        _asker = std::thread([this] {
+            state();
+            _answered = true;
+        });
+        for (int i = 0; i < 100 && !_answered; ++i)
+            Sleep(20);
+        _answeredInTime = _answered.load();
+        return VXThread::waitForEnd(timeoutMs);
+    }
+
+private:
+    std::thread _asker;
+    std::atomic<bool> _answered{false};
+    bool _answeredInTime = false;
+};
+
+TEST_F(VXThreadTest, TerminateLeavesTheStateReadableWhileItWaits) {
+    ObservedTermination thread(u"doomed", untilStopped());
+    ASSERT_TRUE(thread.start().isSuccess());
+    ASSERT_TRUE(thread.terminate().isSuccess());
+    EXPECT_TRUE(thread.stateAnsweredDuringWait());
+    EXPECT_EQ(thread.state(), VXThread::eTerminated);
+}
+
+TEST_F(VXThreadTest, StartOfAThreadSomethingElseResumedReportsItRunning) {
+    VXThread thread(u"resumed", untilStopped(VXError::eTooLong));
+    ASSERT_EQ(ResumeThread(thread.handle()), 1u);
+    EXPECT_EQ(thread.start().code(), VXError::eBadStatus);
+    EXPECT_EQ(thread.state(), VXThread::eRunning);
+    thread.stop();
+    EXPECT_EQ(thread.join(30000).code(), VXError::eNoError);
+    EXPECT_EQ(thread.state(), VXThread::eFinished);  // ended by its body, not terminated
+    EXPECT_EQ(thread.result().code(), VXError::eTooLong);
+}
+
 TEST_F(VXThreadTest, PrioritiesAreCheckedAndApplied) {
     VXThread thread(u"low", untilStopped(), VXComMode::eNone, THREAD_PRIORITY_BELOW_NORMAL);
     int32_t priority = 99;

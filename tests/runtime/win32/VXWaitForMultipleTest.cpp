@@ -24,8 +24,8 @@ protected:
         while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
         }
     }
-    VXResult wait(uint32_t count, uint32_t timeoutMs, bool pump) {
-        return VXSync::waitForMultiple(_events.data(), count, timeoutMs, false, pump, _index);
+    VXResult wait(uint32_t count, uint32_t timeoutMs, bool pump, bool all = false) {
+        return VXSync::waitForMultiple(_events.data(), count, timeoutMs, all, pump, _index);
     }
 
     std::vector<std::unique_ptr<VXEvent>> _owned;
@@ -45,6 +45,20 @@ TEST_F(WaitForMultiple, ReportsTheSignalledIndexOrATimeoutAndRefusesBadLists) {
     EXPECT_EQ(_events[0]->isSignaled().code(), VXStatus::eYes);  // no wait took the signal
     _events[1] = nullptr;
     EXPECT_EQ(wait(3, 0, false).code(), VXError::eNullPointer);
+}
+
+TEST_F(WaitForMultiple, WaitAllEndsWhenEverySignalIsThereAndTakesNoneBefore) {
+    for (bool pump : {false, true}) {
+        _events[0]->set();
+        _events[1]->set();
+        EXPECT_EQ(wait(3, 50, pump, true).code(), VXError::eTimeout) << pump;
+        _events[2]->set();
+        // The first two signals were left in place by the partial wait; no input is needed.
+        const ULONGLONG start = GetTickCount64();
+        EXPECT_EQ(wait(3, kLongMs, pump, true).code(), VXError::eNoError) << pump;
+        EXPECT_LT(GetTickCount64() - start, 2000u) << pump;
+        EXPECT_EQ(wait(3, 0, pump, true).code(), VXError::eTimeout) << "all taken";
+    }
 }
 
 TEST_F(WaitForMultiple, QuitPostedWhilePumpingCancelsAndStaysQueued) {

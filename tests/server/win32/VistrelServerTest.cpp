@@ -1,12 +1,15 @@
-// The server's own pieces that need no magnifier: the command-line split and the final
-// result write.
+// The server's own pieces that need no magnifier: the command-line split, the final result
+// write and what the main routine leaves in the log.
 #include <gtest/gtest.h>
 
 #include <vector>
 
 #include "SerializeUtils.h"
+#include "VXCrashHandler.h"
 #include "VistrelExchange.h"
+#include "VistrelMain.h"
 #include "VistrelServer.h"
+#include "support/LogCapture.h"
 
 namespace {
 
@@ -21,6 +24,19 @@ TEST(VistrelCommandLine, ProgramNameEndsAtTheFirstBlankOutsideQuotes) {
               " \"/cr 0,0,1,1\" \"/g x\"");
     EXPECT_EQ(argsOf(u"C:\\a\"b c\"d.exe /x"), " /x");  // quotes toggle anywhere in the name
     EXPECT_EQ(argsOf(u"Vistrel.exe"), "");
+}
+
+TEST(VistrelMainRoutine, HeldBackRepeatsOfTheLastLineAreWrittenBeforeItReturns) {
+    LogCapture log;
+    for (int i = 0; i < 3; ++i)
+        VX_LOG_INFO(u"the same last line");
+    // This process's command line is no server's: the routine ends at the options stage.
+    EXPECT_EQ(Vistrel::mainRoutine(), Vistrel::eExitBadOptions);
+    VXCrashHandler::uninstall();
+    bool noticed = false;
+    for (const VXString& line : log.linesAsWritten())
+        noticed = noticed || line.find(u"The last log message in this thread was repeated 2 time(s)") >= 0;
+    EXPECT_TRUE(noticed);
 }
 
 class FinalResult : public ::testing::Test {

@@ -11,6 +11,7 @@
 #include "VXCrashHandler.h"
 #include "VXDumpThread.h"
 #include "VXLog.h"
+#include "VXRuntimeSwitches.h"
 
 namespace {
 
@@ -49,6 +50,7 @@ int main(int argc, char** argv) {
     if (std::strcmp(mode, "access-violation") != 0)
         VXDumpThread::setLibraryName(u"vx_no_such_dbghelp.dll");
     VXCrashHandler::install();
+    VX_LOG_INFO(u"Runtime switches read before the crash: %hs", VXRuntimeSwitches::isLoaded() ? "yes" : "no");
     VX_LOG_INFO(u"Crash child crashes now: %hs", mode);
     if (std::strcmp(mode, "terminate") == 0)
         std::terminate();
