@@ -34,19 +34,18 @@ TEST(VXImageConverter32To16, DropsTheLowBitsOfEachChannelWithoutRounding) {
         {rgb(248, 251, 248), 0xFFDF},  // green 62 of 63
         {rgb(7, 3, 7), 0x0000},       {rgb(8, 4, 8), 0x0821},
     };
-    // One row of all cases and the same cases again one pixel later, so that each lands in
-    // the four-pixel part and in the remainder of a row.
+    // One row per case, five wide: the case at 0 goes through the four-pixel part, at 4 the remainder.
     const int32_t n = static_cast<int32_t>(std::size(cases));
-    const auto src = makeImage(n + 1, 2, 32);
-    const auto dst = makeImage(n + 1, 2, 16);
+    const auto src = makeImage(5, n, 32);
+    const auto dst = makeImage(5, n, 16);
     for (int32_t i = 0; i < n; ++i) {
-        set32(*src, i, 0, cases[i].pixel);
-        set32(*src, i + 1, 1, cases[i].pixel);
+        set32(*src, 0, i, cases[i].pixel);
+        set32(*src, 4, i, cases[i].pixel);
     }
-    ASSERT_TRUE(VXImageConverter::convert32To16(src, VXRect(0, 0, n + 1, 2), dst, VXPoint()).isSuccess());
+    ASSERT_TRUE(VXImageConverter::convert32To16(src, VXRect(0, 0, 5, n), dst, VXPoint()).isSuccess());
     for (int32_t i = 0; i < n; ++i) {
-        EXPECT_EQ(get16(*dst, i, 0), cases[i].expected) << std::hex << cases[i].pixel;
-        EXPECT_EQ(get16(*dst, i + 1, 1), cases[i].expected) << std::hex << cases[i].pixel;
+        EXPECT_EQ(get16(*dst, 0, i), cases[i].expected) << std::hex << cases[i].pixel;
+        EXPECT_EQ(get16(*dst, 4, i), cases[i].expected) << std::hex << cases[i].pixel;
     }
 }
 
@@ -80,22 +79,21 @@ TEST(VXImageConverter32To16, FourAtATimeEqualsOneAtATimeForAnyMasks) {
 
 TEST(VXImageConverter32To16, RefusesWrongDepthsAndMissingColourInfoWithoutWriting) {
     const auto dst = makeImage(4, 4, 16);
-    imagetest::fillBytes(*dst, 0x5C);
-    const VXRect all(0, 0, 4, 4);
-    const auto src24 = makeImage(4, 4, 24);
-    const VXResult deep24 = VXImageConverter::convert32To16(src24, all, dst, VXPoint());
-    EXPECT_EQ(deep24.code(), VXError::eBadParameter);
-    EXPECT_TRUE(contains(deep24, "src image is not 32 bit [24] at VXImageConverter::convert32To16"));
-    const auto src = makeImage(4, 4, 32);
     const auto bare = makeImage(4, 4, 16);
     bare->setColorInfo(nullptr);
-    const VXResult noDstInfo = VXImageConverter::convert32To16(src, all, bare, VXPoint());
+    imagetest::fillBytes(*dst, 0x5C);
+    imagetest::fillBytes(*bare, 0x5C);
+    const VXRect all(0, 0, 4, 4);
+    const VXResult deep24 = VXImageConverter::convert32To16(makeImage(4, 4, 24), all, dst, VXPoint());
+    EXPECT_EQ(deep24.code(), VXError::eBadParameter);
+    EXPECT_TRUE(contains(deep24, "src image is not 32 bit [24] at VXImageConverter::convert32To16"));
+    const VXResult noDstInfo = VXImageConverter::convert32To16(makeImage(4, 4, 32), all, bare, VXPoint());
     EXPECT_EQ(noDstInfo.code(), VXError::eNotInitialized);
     EXPECT_TRUE(contains(noDstInfo, "missing dst color information"));
-
-    for (int32_t y = 0; y < 4; ++y)
-        for (int32_t x = 0; x < 4; ++x)
-            EXPECT_EQ(get16(*dst, x, y), 0x5C5C);
+    for (const auto& image : {dst, bare})
+        for (int32_t y = 0; y < 4; ++y)
+            for (int32_t x = 0; x < 4; ++x)
+                EXPECT_EQ(get16(*image, x, y), 0x5C5C);
 }
 
 TEST(VXImageConverterTo32, SixteenBitsGoThroughTheLookupTablesAndPalettesThroughTheColourTable) {
@@ -111,7 +109,8 @@ TEST(VXImageConverterTo32, SixteenBitsGoThroughTheLookupTablesAndPalettesThrough
     // 15-bit pixels take two bytes each, wherever the rect starts.
     auto src15 = std::make_shared<VXImage>(4, 4, 15);
     ASSERT_TRUE(src15->allocate().isSuccess());
-    src15->setColorInfo(std::make_shared<VXColorInfo>(static_cast<uint8_t>(15), 0x7C00u, 0x03E0u, 0x001Fu, 0u));
+    src15->setColorInfo(
+        std::make_shared<VXColorInfo>(static_cast<uint8_t>(15), 0x7C00u, 0x03E0u, 0x001Fu, 0u));
     const uint16_t values15[] = {0x0000, 0x7C00, 0x03E0, 0x001F};  // black, red, green, blue
     std::memcpy(src15->getLinePtr(0), values15, sizeof(values15));
     ASSERT_TRUE(VXImageConverter::convert16To32(src15, VXRect(1, 0, 4, 1), dst, VXPoint()).isSuccess());

@@ -42,8 +42,9 @@ protected:
     std::shared_ptr<VXImage> src;
 };
 
+// Alpha 255 over black leaves every channel one short (the shift is by 8); alpha 0 leaves the
+// destination as it was, its alpha byte included.
 TEST_F(VXImageUtilsComposite, PackedRedBlueEqualsBlendingEachChannelAlone) {
-    // Alpha 0 leaves the pixel as it was; 255 over black leaves every channel one short.
     for (int a : {0, 1, 64, 127, 128, 200, 254, 255}) {
         for (int s = 0; s < 256; s += 15) {
             for (int d = 0; d < 256; d += 17) {

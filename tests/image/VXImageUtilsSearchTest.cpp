@@ -78,12 +78,17 @@ TEST_F(VXImageUtilsSearch, SearchesFindTheOuterDifferencesOfTheBand) {
     EXPECT_EQ(at, 4);
 }
 
-TEST_F(VXImageUtilsSearch, SearchesReportTheirOwnMessagesMisspellingsIncluded) {
+TEST_F(VXImageUtilsSearch, SearchesRefuseImagesAndBandsOutsideTheFirst) {
+    const auto taller = makeImage(8, 7, 32);
     int32_t at = 0;
-    const VXResult taller = VXImageUtils::findTopMostDifference(image1, makeImage(8, 7, 32), 0, 1, at);
-    EXPECT_EQ(taller.code(), VXError::eBadParameter);
-    EXPECT_TRUE(contains(
-        taller, "VXImage::findTopMostDifference() image not fully conatined by this image at origin"));
+    EXPECT_EQ(VXImageUtils::findLeftMostDifference(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
+    EXPECT_EQ(VXImageUtils::findRightMostDifference(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
+    EXPECT_EQ(VXImageUtils::findBottomMostDifference(image1, taller, 0, 1, at).code(),
+              VXError::eBadParameter);
+    const VXResult top = VXImageUtils::findTopMostDifference(image1, taller, 0, 1, at);
+    EXPECT_EQ(top.code(), VXError::eBadParameter);
+    EXPECT_TRUE(
+        contains(top, "VXImage::findTopMostDifference() image not fully conatined by this image at origin"));
     const VXResult band = VXImageUtils::findLeftMostDifference(image1, image2, 4, 3, at);
     EXPECT_EQ(band.code(), VXError::eBadParameter);
     EXPECT_TRUE(

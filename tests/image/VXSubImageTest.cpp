@@ -2,29 +2,22 @@
 
 #include <cstring>
 
+#include "ImageTestSupport.h"
 #include "VXImageUtils.h"
 #include "VXSubImage.h"
 #include "support/LogCapture.h"
 
 namespace {
 
+constexpr auto pixel = imagetest::get32;
+
 class VXSubImageTest : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(VXImage::create(8, 6, 32, parent).isSuccess());
-        ASSERT_TRUE(parent->allocate().isSuccess());
-        parent->setColorInfo(std::make_shared<VXColorInfo>());
-        for (int32_t y = 0; y < 6; ++y) {
-            for (int32_t x = 0; x < 8; ++x) {
-                const uint32_t value = 0xFF000000u | static_cast<uint32_t>(y << 8 | x);
-                std::memcpy(parent->getPixelPtr(x, y), &value, 4);
-            }
-        }
-    }
-    uint32_t pixel(const VXImage& image, int32_t x, int32_t y) {
-        uint32_t value = 0;
-        std::memcpy(&value, image.getPixelPtr(x, y), 4);
-        return value;
+        parent = imagetest::makeImage(8, 6, 32);
+        for (int32_t y = 0; y < 6; ++y)
+            for (int32_t x = 0; x < 8; ++x)
+                imagetest::set32(*parent, x, y, 0xFF000000u | static_cast<uint32_t>(y << 8 | x));
     }
     std::shared_ptr<VXImage> parent;
 };
@@ -87,6 +80,11 @@ TEST_F(VXSubImageTest, RectOutsideTheParentAndParentsWithoutPixelsAreRefused) {
     const VXResult r = sub.initialize(parent, VXRect(6, 1, 9, 3));
     EXPECT_EQ(r.code(), VXError::eBadParameter);
     EXPECT_TRUE(log.contains("VXSubImage::initialize() -- parent rect[0,0,8,6] does not enclose[6,1,9,3]"));
+    EXPECT_EQ(sub.getBits(), nullptr);
+    std::shared_ptr<VXImage> unallocated;
+    ASSERT_TRUE(VXImage::create(8, 6, 32, unallocated).isSuccess());
+    EXPECT_EQ(sub.initialize(unallocated, VXRect(0, 0, 2, 2)).code(), VXError::ePreconditionFailed);
+    EXPECT_EQ(sub.initialize(nullptr, VXRect(0, 0, 2, 2)).code(), VXError::ePreconditionFailed);
     EXPECT_EQ(sub.getBits(), nullptr);
 }
 

@@ -2,6 +2,7 @@
 
 #include "VXChecks.h"
 #include "support/LogCapture.h"
+#include "support/ResultText.h"
 
 namespace {
 
@@ -18,19 +19,16 @@ struct Widget {
     VXResult fail() { return VX_ERROR(VXError::eUnexpected, u"Failed getting Mag dll"); }
 };
 
-std::string msg(const VXResult& r) {
-    return r.message().toUtf8();
-}
-
 TEST(VXChecks, ParameterCheckNamesTheExpressionAndIsNotLogged) {
     LogCapture log;
     Widget w;
     int dummy = 0;
     const VXResult r = w.create(&dummy, 0);
     EXPECT_EQ(r.code(), VXError::eBadParameter);
-    EXPECT_EQ(msg(r).rfind("Parameter check \"dwSize > 0\" failed at , vxcheckstest.cpp:", 0), 0u) << msg(r);
-    EXPECT_EQ(msg(r).back(), '.');
-    EXPECT_EQ(msg(w.create(nullptr, 0)).rfind("Parameter check \"buffer\" failed", 0), 0u);
+    EXPECT_EQ(text(r).rfind("Parameter check \"dwSize > 0\" failed at , vxcheckstest.cpp:", 0), 0u)
+        << text(r);
+    EXPECT_EQ(text(r).back(), '.');
+    EXPECT_EQ(text(w.create(nullptr, 0)).rfind("Parameter check \"buffer\" failed", 0), 0u);
     EXPECT_TRUE(log.lines().empty());
 }
 
@@ -38,10 +36,10 @@ TEST(VXChecks, PassUpChainsErrorReturnedWithClassAndMethod) {
     Widget w;
     const VXResult r = w.relay(w.fail());
     EXPECT_EQ(r.code(), VXError::eUnexpected);
-    const std::string text = msg(r);
-    EXPECT_EQ(text.rfind("Failed getting Mag dll at {anonymous}::Widget::fail, vxcheckstest.cpp:", 0), 0u)
-        << text;
-    EXPECT_NE(text.find("\n\tError returned at {anonymous}::Widget::relay, vxcheckstest.cpp:"),
+    const std::string message = text(r);
+    EXPECT_EQ(message.rfind("Failed getting Mag dll at {anonymous}::Widget::fail, vxcheckstest.cpp:", 0), 0u)
+        << message;
+    EXPECT_NE(message.find("\n\tError returned at {anonymous}::Widget::relay, vxcheckstest.cpp:"),
               std::string::npos);
     EXPECT_EQ(w.relay(VXStatus::eNo).code(), VXStatus::eYes);  // statuses are not failures
 }
@@ -50,13 +48,14 @@ TEST(VXChecks, Win32ErrorSiteReadsTheLastError) {
     VXPlatform::setLastOsError(2);
     const VXResult r = VX_WIN32_ERROR(u"CreateFileMapping");
     EXPECT_EQ(r.code(), VXError::eNotFound);
-    EXPECT_EQ(msg(r).rfind("Method \"CreateFileMapping\" returned Win32 error [2]. ", 0), 0u);
-    EXPECT_NE(msg(r).find("\n\tError returned to "), std::string::npos);
+    EXPECT_EQ(text(r).rfind("Method \"CreateFileMapping\" returned Win32 error [2]. ", 0), 0u);
+    EXPECT_NE(text(r).find("\n\tError returned to "), std::string::npos);
     // A call that failed without a last error is still a failure at its site.
     VXPlatform::setLastOsError(0);
     const VXResult silent = VX_WIN32_ERROR(u"MagInitialize");
     EXPECT_EQ(silent.code(), VXError::eUnexpected);
-    EXPECT_EQ(msg(silent).rfind("Method \"MagInitialize\" returned Win32 error [0]. ", 0), 0u) << msg(silent);
+    EXPECT_EQ(text(silent).rfind("Method \"MagInitialize\" returned Win32 error [0]. ", 0), 0u)
+        << text(silent);
     EXPECT_EQ(VX_HRESULT_ERROR(u"CreateDevice", 0).code(), VXError::eUnexpected);
     EXPECT_EQ(VXResult::fromWin32Error(u"MagInitialize", 0).code(), VXError::eNoError);  // the table stays
 }

@@ -22,21 +22,6 @@ std::string base64(const std::string& s) {
     return VXBase64::encode(reinterpret_cast<const uint8_t*>(s.data()), s.size());
 }
 
-std::string joinLines(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines)
-        text += line + "\n";
-    return text;
-}
-
-// The message part of each captured line (after "<function> - ").
-std::vector<std::string> messages(const LogCapture& log) {
-    std::vector<std::string> out;
-    for (const std::string& line : log.lines())
-        out.push_back(line.substr(line.find(" - ") + 3));
-    return out;
-}
-
 // Structured enough to compress, varied enough not to be trivial.
 Bytes dumpLike(size_t size) {
     Bytes data(size);

@@ -3,6 +3,9 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <regex>
 #include <string>
 #include <vector>
@@ -21,15 +24,18 @@ constexpr DWORD kRuntimeTerminate = 0xE0000004;
 struct ChildRun {
     DWORD processId = 0;
     DWORD exitCode = 0;
+    std::filesystem::file_time_type started;
     std::vector<std::string> lines;
 };
 
-// Runs the crash child in a mode and collects its debug output, one entry per log line.
-ChildRun runChild(const wchar_t* mode) {
+// Runs the crash child in a mode and collects its debug output, one entry per log line, waiting
+// for the line the mode ends with: the last lines may still be on their way after the child ends.
+ChildRun runChild(const wchar_t* mode, const char* lastLine) {
     ChildRun run;
     DebugOutputMonitor monitor;
     EXPECT_TRUE(monitor.ok()) << "the debug output buffer is taken";
     std::wstring command = L"\"" + ChildProcess::besideTest(L"vx_crash_child.exe") + L"\" " + mode;
+    run.started = std::filesystem::file_time_type::clock::now() - std::chrono::seconds(2);
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process{};
@@ -43,8 +49,11 @@ ChildRun runChild(const wchar_t* mode) {
     run.processId = process.dwProcessId;
     CloseHandle(process.hThread);
     CloseHandle(process.hProcess);
-    Sleep(200);  // the last lines may still be on their way through the shared buffer
-    const std::string text = monitor.textOf(run.processId);
+    std::string text = monitor.textOf(run.processId);
+    for (int waited = 0; text.find(lastLine) == std::string::npos && waited < 20000; waited += 50) {
+        Sleep(50);
+        text = monitor.textOf(run.processId);
+    }
     for (size_t start = 0, end; start < text.size(); start = end + 1) {
         end = std::min(text.find('\n', start), text.size());
         run.lines.push_back(text.substr(start, end - start));
@@ -53,7 +62,7 @@ ChildRun runChild(const wchar_t* mode) {
 }
 
 TEST(VXCrashChild, AccessViolationLeavesCrashLinesModulesAndADecodableDump) {
-    const ChildRun run = runChild(L"access-violation");
+    const ChildRun run = runChild(L"access-violation", "MDUMP END");
     ASSERT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));
     const std::vector<std::string>& lines = run.lines;
 
@@ -82,19 +91,8 @@ TEST(VXCrashChild, AccessViolationLeavesCrashLinesModulesAndADecodableDump) {
     const int generated = findLine(lines, "Crash dump data successfully generated.", modulesEnd);
     ASSERT_GT(generated, modulesEnd) << joinLines(lines);
 
-    // Pieces of exactly 900 characters but the last, which is 1 to 900.
-    const int begin = findLine(lines, "MDUMP BEGIN ", generated);
-    const int end = findLine(lines, "MDUMP END", begin);
-    ASSERT_GT(begin, generated);
-    ASSERT_GT(end, begin + 1);
-    size_t total = 0;
-    for (int i = begin + 1; i < end; ++i) {
-        const size_t piece = lines[i].size() - (lines[i].find("MDUMP=") + 6);
-        total += piece;
-        EXPECT_TRUE(i + 1 < end ? piece == 900 : piece >= 1 && piece <= 900) << i << ": " << piece;
-    }
-    EXPECT_NE(lines[begin].find("MDUMP BEGIN " + std::to_string(total)), std::string::npos);
-
+    // The pieces themselves are the writer's own test; here the whole block must decode.
+    ASSERT_GT(findLine(lines, "MDUMP BEGIN ", generated), generated);
     std::vector<std::vector<uint8_t>> dumps;
     const VXResult read = VXDumpText::extract(joinLines(lines), dumps);
     ASSERT_TRUE(read.isSuccess()) << read.message().toUtf8();
@@ -102,18 +100,21 @@ TEST(VXCrashChild, AccessViolationLeavesCrashLinesModulesAndADecodableDump) {
     ASSERT_GT(dumps[0].size(), 1000u);
     EXPECT_EQ(std::string(dumps[0].begin(), dumps[0].begin() + 4), "MDMP");
 
-    // The dump went through the default folder and did not stay there.
-    const std::wstring pattern = VXMiniDump::defaultFolder().wstr() + std::wstring(L"vx_crash_child_") +
-                                 std::to_wstring(run.processId) + L"_*";
-    WIN32_FIND_DATAW found;
-    const HANDLE search = FindFirstFileW(pattern.c_str(), &found);
-    EXPECT_EQ(search, INVALID_HANDLE_VALUE) << "a dump file remains";
-    if (search != INVALID_HANDLE_VALUE)
-        FindClose(search);
+    // The dump went through the default folder and did not stay there: no minidump written
+    // there since the child started remains, whatever its name.
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(VXMiniDump::defaultFolder().wstr(), error)) {
+        if (!entry.is_regular_file() || entry.last_write_time() < run.started)
+            continue;
+        std::ifstream file(entry.path(), std::ios::binary);
+        char magic[4] = {};
+        file.read(magic, 4);
+        EXPECT_NE(std::string(magic, 4), "MDMP") << "a dump file remains: " << entry.path().string();
+    }
 }
 
 TEST(VXCrashChild, TerminateIsReportedAsTheRuntimesOwnException) {
-    const ChildRun run = runChild(L"terminate");
+    const ChildRun run = runChild(L"terminate", "EX_TERMINATE_HANDLER");
     EXPECT_EQ(run.exitCode, kRuntimeTerminate);
     const int crash = findLine(run.lines, "*** Crash ***");
     ASSERT_GE(crash, 0) << joinLines(run.lines);
@@ -124,13 +125,13 @@ TEST(VXCrashChild, TerminateIsReportedAsTheRuntimesOwnException) {
 }
 
 TEST(VXCrashChild, FaultInsideTheHandlerIsReported) {
-    const ChildRun run = runChild(L"handler-fault");
+    const ChildRun run = runChild(L"handler-fault", "VXDebugExceptionHandler crashed !");
     EXPECT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));
     EXPECT_GE(findLine(run.lines, "VXDebugExceptionHandler crashed !"), 0) << joinLines(run.lines);
 }
 
 TEST(VXCrashChild, MissingDbgHelpGivesOneFailureAndNoDump) {
-    const ChildRun run = runChild(L"missing-dbghelp");
+    const ChildRun run = runChild(L"missing-dbghelp", "Failed to load dbghelp.dll");
     EXPECT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));
     EXPECT_EQ(countLines(run.lines, "Failed to load dbghelp.dll while trying to create crash dump:"), 1)
         << joinLines(run.lines);

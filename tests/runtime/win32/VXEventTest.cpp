@@ -5,12 +5,9 @@
 #include "TestNames.h"
 #include "VXEvent.h"
 #include "support/LogCapture.h"
+#include "support/ResultText.h"
 
 namespace {
-
-std::string text(const VXResult& r) {
-    return r.message().toUtf8();
-}
 
 TEST(VXEvent, ScopesPrefixTheName) {
     const char* expected[] = {"Start_x", "Start_x", "Local\\Start_x", "Global\\Start_x"};

@@ -82,12 +82,21 @@ TEST_F(VXThreadTest, InfiniteJoinReportsADeadlockOnceAndKeepsWaitingUnlessSwitch
     for (const bool watched : {true, false}) {
         VXRuntimeSwitches::setThreadJoinDeadlockDetection(watched);
         VXThread thread(u"slow", untilStopped());
+        LogCapture log;
         ASSERT_TRUE(thread.start().isSuccess());
+        // Stopped once the report is out; unwatched, well past the time-out.
+        const auto reported = [&] {
+            for (const VXString& line : log.linesAsWritten())
+                if (line.find(u"Current thread return address: 0x") >= 0)
+                    return true;
+            return false;
+        };
         std::thread stopper([&] {
-            Sleep(kTestDeadlockMs * 4);
+            for (uint32_t waited = 0;
+                 waited < (watched ? 60000 : 4 * kTestDeadlockMs) && !(watched && reported()); waited += 20)
+                Sleep(20);
             thread.stop();
         });
-        LogCapture log;
         EXPECT_EQ(thread.join().code(), VXError::eNoError);
         stopper.join();
         char expected[160];
