@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <tlhelp32.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 
@@ -18,11 +19,18 @@ constexpr DWORD kReadyTimeoutMs = 10000;
 // Folders staged by earlier runs ("e2e-...-<run>"), so that runs do not pile up copies of the
 // server; a file a running server still holds stays, and with it its folder.
 void removeEarlierRuns(const VXString& bin, uint32_t run) {
+    // Test executables of one run stage at the same time (ctest runs them in parallel): only a
+    // folder nobody has written to for a while is an earlier run's.
+    const auto stale = std::filesystem::file_time_type::clock::now() - std::chrono::minutes(30);
     std::error_code ignored;
     const std::wstring current = L"-" + std::to_wstring(run);
     for (const auto& entry : std::filesystem::directory_iterator(bin.wstr(), ignored)) {
         const std::wstring name = entry.path().filename().wstring();
-        if (entry.is_directory(ignored) && name.starts_with(L"e2e-") && !name.ends_with(current))
+        if (!entry.is_directory(ignored) || !name.starts_with(L"e2e-") || name.ends_with(current))
+            continue;
+        std::error_code failed;
+        const auto written = entry.last_write_time(failed);
+        if (!failed && written < stale)
             std::filesystem::remove_all(entry.path(), ignored);
     }
 }
