@@ -324,45 +324,7 @@ VXResult MagD3DScreenReader::compareSurfaces(IDirect3DSurface9* pSurface1, IDire
                                              bool& different) {
     VX_CHECK_PARAM(pSurface1);
     VX_CHECK_PARAM(pSurface2);
-    D3DSURFACE_DESC desc1 = {};
-    D3DSURFACE_DESC desc2 = {};
-    HRESULT hr = pSurface1->GetDesc(&desc1);
-    if (FAILED(hr))
-        return VX_HRESULT_ERROR(u"GetDesc", hr);
-    hr = pSurface2->GetDesc(&desc2);
-    if (FAILED(hr))
-        return VX_HRESULT_ERROR(u"GetDesc", hr);
-    if (desc1.Width != desc2.Width || desc1.Height != desc2.Height || desc1.Format != desc2.Format) {
-        return VX_ERROR(VXError::eUnexpected, u"Surfaces different in size or format");
-    }
-
-    D3DLOCKED_RECT locked1 = {};
-    D3DLOCKED_RECT locked2 = {};
-    hr = pSurface1->LockRect(&locked1, nullptr, kReadOnlyLock);
-    if (FAILED(hr))
-        return VX_HRESULT_ERROR(u"LockRect", hr);
-    hr = pSurface2->LockRect(&locked2, nullptr, kReadOnlyLock);
-    if (FAILED(hr)) {
-        pSurface1->UnlockRect();
-        return VX_HRESULT_ERROR(u"LockRect", hr);
-    }
-    const size_t rowBytes = static_cast<size_t>(desc1.Width) * kBytesPerPixel;
-    const uint8_t* row1 = static_cast<const uint8_t*>(locked1.pBits);
-    const uint8_t* row2 = static_cast<const uint8_t*>(locked2.pBits);
-    bool differs = false;
-    for (UINT y = 0; y < desc1.Height && !differs; ++y) {
-        differs = std::memcmp(row1, row2, rowBytes) != 0;
-        row1 += locked1.Pitch;
-        row2 += locked2.Pitch;
-    }
-    const HRESULT unlocked1 = pSurface1->UnlockRect();
-    const HRESULT unlocked2 = pSurface2->UnlockRect();
-    if (FAILED(unlocked1))
-        return VX_HRESULT_ERROR(u"UnlockRect", unlocked1);
-    if (FAILED(unlocked2))
-        return VX_HRESULT_ERROR(u"UnlockRect", unlocked2);
-    different = differs;
-    return VXError::eNoError;
+    return compareRows_(pSurface1, pSurface2, nullptr, different);
 }
 
 VXResult MagD3DScreenReader::compareAndCopy(IDirect3DSurface9* pSurface1, IDirect3DSurface9* pSurface2,
@@ -370,11 +332,15 @@ VXResult MagD3DScreenReader::compareAndCopy(IDirect3DSurface9* pSurface1, IDirec
     VX_CHECK_PARAM(pSurface1);
     VX_CHECK_PARAM(pSurface2);
     const std::shared_ptr<VXImage>& imageDst = copy.image;
-    const VXRect& rect = copy.rect;
     VX_CHECK_PARAM(imageDst);
     VX_CHECK_PARAM(imageDst->getBits());
     VX_CHECK_PARAM(imageDst->getBytesPerPixel() == 4);
-    VX_CHECK_PARAM(VXRect(imageDst->getSize()).isEnclosing(rect));
+    VX_CHECK_PARAM(VXRect(imageDst->getSize()).isEnclosing(copy.rect));
+    return compareRows_(pSurface1, pSurface2, &copy, different);
+}
+
+VXResult MagD3DScreenReader::compareRows_(IDirect3DSurface9* pSurface1, IDirect3DSurface9* pSurface2,
+                                          CopyTarget* copy, bool& different) {
     D3DSURFACE_DESC desc1 = {};
     D3DSURFACE_DESC desc2 = {};
     HRESULT hr = pSurface1->GetDesc(&desc1);
@@ -387,8 +353,11 @@ VXResult MagD3DScreenReader::compareAndCopy(IDirect3DSurface9* pSurface1, IDirec
         return VX_ERROR(VXError::eUnexpected, u"Surfaces different in size or format");
     }
     // The copy reads only what the comparison covers.
-    VX_CHECK_PARAM(VXRect(0, 0, static_cast<int32_t>(desc1.Width), static_cast<int32_t>(desc1.Height))
-                       .isEnclosing(rect));
+    const VXRect rect = copy != nullptr ? copy->rect : VXRect();
+    if (copy != nullptr) {
+        VX_CHECK_PARAM(VXRect(0, 0, static_cast<int32_t>(desc1.Width), static_cast<int32_t>(desc1.Height))
+                           .isEnclosing(rect));
+    }
 
     D3DLOCKED_RECT locked1 = {};
     D3DLOCKED_RECT locked2 = {};
@@ -407,18 +376,19 @@ VXResult MagD3DScreenReader::compareAndCopy(IDirect3DSurface9* pSurface1, IDirec
     const uint8_t* row1 = static_cast<const uint8_t*>(locked1.pBits);
     const uint8_t* row2 = static_cast<const uint8_t*>(locked2.pBits);
     bool differs = false;
-    bool anyNotBlack = copy.anyNotBlack;
+    bool anyNotBlack = copy != nullptr && copy->anyNotBlack;
     VXResult result = VXError::eNoError;
     for (int32_t y = 0; y < static_cast<int32_t>(desc1.Height); ++y) {
         if (std::memcmp(row1, row2, rowBytes) != 0) {
             differs = true;
             break;
         }
-        if (y >= rect.getTop() && y < rect.getBottom()) {
+        // Each row is copied while it is still in the cache from the comparison.
+        if (copy != nullptr && y >= rect.getTop() && y < rect.getBottom()) {
             const uint8_t* src = row1 + copyOffset;
             if (!anyNotBlack)
                 anyNotBlack = rowHasColor(src, width);
-            uint8_t* dst = imageDst->getPixelPtr(rect.getLeft(), y);
+            uint8_t* dst = copy->image->getPixelPtr(rect.getLeft(), y);
             if (dst == nullptr) {
                 result = VX_ERROR(VXError::eUnexpected, u"nullptr src (%p) or dst (%p) pointers at y (%d)",
                                   src, dst, y);
@@ -437,9 +407,9 @@ VXResult MagD3DScreenReader::compareAndCopy(IDirect3DSurface9* pSurface1, IDirec
     if (FAILED(unlocked2))
         return VX_HRESULT_ERROR(u"UnlockRect", unlocked2);
     different = differs;
-    if (!differs) {
-        copy.anyNotBlack = anyNotBlack;
-        copy.done = true;
+    if (copy != nullptr && !differs) {
+        copy->anyNotBlack = anyNotBlack;
+        copy->done = true;
     }
     return VXError::eNoError;
 }

@@ -98,6 +98,9 @@ public:
                                        const std::shared_ptr<VXImage>& imageDst, bool& anyNotBlack);
 
 private:
+    // Both comparisons; with a copy target, also the copy of its rectangle.
+    static VXResult compareRows_(IDirect3DSurface9* pSurface1, IDirect3DSurface9* pSurface2, CopyTarget* copy,
+                                 bool& different);
     VXResult ensureHostWindow(const VXRect& rect);
     VXResult ensureMagnifierControl(const VXRect& rect);
     VXResult ensureWindows_(const VXRect& rect);
