@@ -43,14 +43,19 @@ bool isCleared(const VistrelFrame& frame) {
     return std::memcmp(&frame, &cleared, sizeof(frame)) == 0;
 }
 
-TEST(HostCApi, StartCaptureRefuseBadRequestsAndClose) {
-    EXPECT_STREQ(vistrel_host_version(), "1.0.0");
+// A host on a staged server, and the answer to its first request in frame.
+void startWithOneAnswer(VistrelHost*& host, VistrelFrame& frame) {
     const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
-    VistrelHost* host = nullptr;
     const VistrelStartOptions options = startOptions(server);
     ASSERT_EQ(vistrel_host_start(&options, &host), VISTREL_OK) << text(vistrel_host_last_error(host));
-    VistrelFrame frame = emptyFrame();
     ASSERT_EQ(vistrel_host_capture(host, nullptr, 0, 0, kAnswerTimeoutMs, &frame), VISTREL_OK);
+}
+
+TEST(HostCApi, StartCaptureRefuseBadRequestsAndClose) {
+    EXPECT_STREQ(vistrel_host_version(), "1.0.0");
+    VistrelHost* host = nullptr;
+    VistrelFrame frame = emptyFrame();
+    ASSERT_NO_FATAL_FAILURE(startWithOneAnswer(host, frame));
     EXPECT_EQ(frame.code, 2000);
     EXPECT_EQ(frame.width, 40);
     EXPECT_EQ(frame.height, 30);
@@ -111,12 +116,9 @@ TEST(HostCApi, FailuresCarryTheirText) {
 
 TEST(HostCApi, ServerKilledDuringARequestNamesTheExitAndClearsTheFrame) {
     constexpr UINT kKilledExitCode = 77;
-    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
     VistrelHost* host = nullptr;
-    const VistrelStartOptions options = startOptions(server);
-    ASSERT_EQ(vistrel_host_start(&options, &host), VISTREL_OK) << text(vistrel_host_last_error(host));
     VistrelFrame frame = emptyFrame();
-    ASSERT_EQ(vistrel_host_capture(host, nullptr, 0, 0, kAnswerTimeoutMs, &frame), VISTREL_OK);
+    ASSERT_NO_FATAL_FAILURE(startWithOneAnswer(host, frame));
     ASSERT_NE(frame.pixels, nullptr);
 
     // The server can no longer answer; it is killed while the next request waits.
