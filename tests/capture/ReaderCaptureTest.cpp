@@ -1,9 +1,14 @@
 // Whole captures of real windows on the Wine desktop through the Magnification.dll stand-in.
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "HookD3D.h"
 #include "MagD3DScreenReader.h"
 #include "ScreenFixture.h"
+#include "SerializeUtils.h"
+#include "VistrelExchange.h"
+#include "VistrelServer.h"
 
 namespace {
 
@@ -57,29 +62,73 @@ TEST_F(ReaderCapture, WindowsAppearWithTheirPixels) {
     EXPECT_EQ(at(POINT{200, kLower.bottom}), desktop());
 }
 
-TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlag) {
+// Through the server's request loop: the flag comes from its own block, not from the window
+// list beside it (the list's first byte is 1 exactly when the flag is off).
+TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlagFromItsOwnBlock) {
+    reader.reset();  // the loop makes its own
     // Under Wine the cursor reported is the foreground thread's: make it ours.
     SetForegroundWindow(lower);
     SetCursor(LoadCursorW(nullptr, IDC_ARROW));
     ASSERT_TRUE(SetCursorPos(kLowerOnly.x, kLowerOnly.y));
     pumpMessages();
-    auto cursorPixels = [&] {
-        int count = 0;
+
+    VXString line;
+    std::shared_ptr<Vistrel::Params> params;
+    const VXString guid = vxFormat(u"VXCursor%u", static_cast<uint32_t>(GetCurrentProcessId()));
+    ASSERT_TRUE(Vistrel::Params::makeCommandLine(kRect, guid.c_str(), false, line).isSuccess());
+    ASSERT_TRUE(Vistrel::Params::create(line.c_str(), Vistrel::kEventStartPrefix,
+                                        Vistrel::kEventCompletedPrefix, Vistrel::kExclWndsPrefix,
+                                        Vistrel::kCaptureCursorPrefix, Vistrel::kImagePrefix,
+                                        Vistrel::kWaitResultPrefix, Vistrel::kResultPrefix, params)
+                    .isSuccess());
+    std::shared_ptr<Vistrel::SharedObjects> objects;
+    ASSERT_TRUE(Vistrel::SharedObjects::create(*params, objects).isSuccess());
+    VXResult served;
+    std::thread server([&] { served = Vistrel::serveRequests(kRect, objects, false); });
+    auto* list = static_cast<uint8_t*>(objects->shMemExclWnds->view);
+    // Our windows are painted on request, so this thread pumps while the loop captures.
+    auto exchange = [&] {
+        objects->eventStart->set();
+        for (int waited = 0; objects->eventCompleted->wait(20).isError(); waited += 20) {
+            pumpMessages();
+            if (waited > 30000)
+                return false;
+        }
+        return true;
+    };
+
+    const uint64_t upperHandle = reinterpret_cast<uintptr_t>(upper);  // nowhere near the probe
+    for (bool withCursor : {false, true, false}) {
+        const std::vector<uint64_t> windows = withCursor ? std::vector<uint64_t>{} : std::vector{upperHandle};
+        SerializeUtils::writeWindowList(list, Vistrel::kExclWndsBlockSize, windows);
+        SerializeUtils::writeBool(static_cast<uint8_t*>(objects->shMemCaptureCursor->view), withCursor);
+        if (!exchange()) {
+            ADD_FAILURE() << "no answer";
+            break;
+        }
+        Vistrel::ResultRecord result;
+        SerializeUtils::readResult(static_cast<const uint8_t*>(objects->shMemResult->view),
+                                   Vistrel::kResultBlockSize, result);
+        ASSERT_EQ(result.code, VXError::eNoError) << result.text.toUtf8();
+        ASSERT_NE(SerializeUtils::readImageInto(static_cast<const uint8_t*>(objects->shMemImage->view),
+                                                Vistrel::imageBlockSize(kRect), *image, VXPoint(0, 0)),
+                  nullptr);
+        int cursorPixels = 0;
         for (int y = 0; y < kCursorProbe; ++y) {
             for (int x = 0; x < kCursorProbe; ++x)
-                count += at(POINT{kLowerOnly.x + x, kLowerOnly.y + y}) != rgb(kRed);
+                cursorPixels += at(POINT{kLowerOnly.x + x, kLowerOnly.y + y}) != rgb(kRed);
         }
-        return count;
-    };
-    for (bool withCursor : {false, true, false}) {
-        ASSERT_EQ(reader->setCaptureCursor(withCursor).code(), VXError::eNoError);
-        ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
         if (withCursor) {
-            EXPECT_GT(cursorPixels(), kCursorProbe);
+            EXPECT_GT(cursorPixels, kCursorProbe);
         } else {
-            EXPECT_EQ(cursorPixels(), 0);
+            EXPECT_EQ(cursorPixels, 0);
         }
     }
+    // A list the loop cannot read ends it.
+    SerializeUtils::writeUInt64(list, 5000);
+    objects->eventStart->set();
+    server.join();
+    EXPECT_EQ(text(served).rfind("Failed reading excluded windows", 0), 0u) << text(served);
 }
 
 TEST_F(ReaderCapture, ChangingContentTimesOutAndKeepsTheLastReadback) {
