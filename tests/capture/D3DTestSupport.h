@@ -1,5 +1,5 @@
-// Direct3D 9 helpers shared by the capture tests: devices, render targets and pixel reads, all
-// through the system's own calls (never through the code under test's readback).
+// Direct3D 9 helpers shared by the capture tests: devices, surfaces and pixel reads, all through
+// the system's own calls (never through the code under test's readback).
 #pragma once
 
 #include <d3d9.h>
@@ -19,36 +19,28 @@ inline C_ComPtr<IDirect3DDevice9> makeDevice() {
     return device;
 }
 
-inline C_ComPtr<IDirect3DSurface9> makeRenderTarget(IDirect3DDevice9* device, UINT width, UINT height,
-                                                    D3DFORMAT format = D3DFMT_X8R8G8B8) {
+// A render target, or in system memory a plain surface to read one back into.
+inline C_ComPtr<IDirect3DSurface9> makeSurface(IDirect3DDevice9* device, UINT width, UINT height,
+                                               D3DPOOL pool = D3DPOOL_DEFAULT,
+                                               D3DFORMAT format = D3DFMT_X8R8G8B8) {
     C_ComPtr<IDirect3DSurface9> surface;
-    if (FAILED(device->CreateRenderTarget(width, height, format, D3DMULTISAMPLE_NONE, 0, FALSE, surface.put(),
-                                          nullptr)))
+    const HRESULT hr =
+        pool == D3DPOOL_DEFAULT
+            ? device->CreateRenderTarget(width, height, format, D3DMULTISAMPLE_NONE, 0, FALSE, surface.put(),
+                                         nullptr)
+            : device->CreateOffscreenPlainSurface(width, height, format, pool, surface.put(), nullptr);
+    if (FAILED(hr))
         surface.reset();
     return surface;
-}
-
-inline C_ComPtr<IDirect3DSurface9> makeSystemMemorySurface(IDirect3DDevice9* device, UINT width, UINT height,
-                                                           D3DFORMAT format = D3DFMT_X8R8G8B8) {
-    C_ComPtr<IDirect3DSurface9> surface;
-    if (FAILED(device->CreateOffscreenPlainSurface(width, height, format, D3DPOOL_SYSTEMMEM, surface.put(),
-                                                   nullptr)))
-        surface.reset();
-    return surface;
-}
-
-inline bool fill(IDirect3DDevice9* device, IDirect3DSurface9* surface, D3DCOLOR color,
-                 const RECT* rect = nullptr) {
-    return SUCCEEDED(device->ColorFill(surface, rect, color));
 }
 
 // The pixel at (x, y) of an X8R8G8B8 render target as 0x00RRGGBB, or 0xFFFFFFFF on failure.
 inline uint32_t pixelAt(IDirect3DDevice9* device, IDirect3DSurface9* renderTarget, UINT x, UINT y) {
     D3DSURFACE_DESC desc = {};
     D3DLOCKED_RECT locked = {};
-    if (FAILED(renderTarget->GetDesc(&desc)))
-        return 0xFFFFFFFFu;
-    C_ComPtr<IDirect3DSurface9> copy = makeSystemMemorySurface(device, desc.Width, desc.Height, desc.Format);
+    C_ComPtr<IDirect3DSurface9> copy;
+    if (SUCCEEDED(renderTarget->GetDesc(&desc)))
+        copy = makeSurface(device, desc.Width, desc.Height, D3DPOOL_SYSTEMMEM);
     if (!copy || FAILED(device->GetRenderTargetData(renderTarget, copy.get())) ||
         FAILED(copy->LockRect(&locked, nullptr, D3DLOCK_READONLY)))
         return 0xFFFFFFFFu;

@@ -46,12 +46,11 @@ protected:
     void makeSurfaces() {
         device = d3dtest::makeDevice();
         ASSERT_TRUE(device);
-        source = d3dtest::makeRenderTarget(device.get(), kSize, kSize);
-        dest = d3dtest::makeRenderTarget(device.get(), kSize, kSize);
-        sysmem = d3dtest::makeSystemMemorySurface(device.get(), kSize, kSize);
+        source = d3dtest::makeSurface(device.get(), kSize, kSize);
+        dest = d3dtest::makeSurface(device.get(), kSize, kSize);
+        sysmem = d3dtest::makeSurface(device.get(), kSize, kSize, D3DPOOL_SYSTEMMEM);
         ASSERT_TRUE(source && dest && sysmem);
-        ASSERT_TRUE(d3dtest::fill(device.get(), source.get(), kRed));
-        ASSERT_TRUE(d3dtest::fill(device.get(), dest.get(), kBlue));
+        ASSERT_TRUE(SUCCEEDED(device->ColorFill(source.get(), nullptr, kRed)));
     }
     HRESULT stretch(IDirect3DSurface9* to) {
         return device->StretchRect(source.get(), nullptr, to, nullptr, D3DTEXF_NONE);
@@ -69,27 +68,12 @@ protected:
 
 }  // namespace
 
-TEST_F(HookD3DTest, InstallPatchesTheSharedMethodCodeAndRemoveRestoresIt) {
+TEST_F(HookD3DTest, PatchReachesALaterDevicesListenerAndTheOriginalRunsBeforeOrAfterOrNever) {
     C_ComPtr<IDirect3DDevice9> before = d3dtest::makeDevice();
     ASSERT_TRUE(before);
     void* code = (*reinterpret_cast<void* const* const*>(before.get()))[HookD3D::kSlotStretchRect];
     const HookWithJMP::Bytes original = headOf(code);
     const DWORD protection = protectionOf(code);
-
-    ASSERT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever).code(), VXError::eNoError);
-    EXPECT_EQ(reinterpret_cast<void*>(HookD3D::originalStretchRect()), code);
-    EXPECT_EQ(headOf(code),
-              HookWithJMP::makePatch(reinterpret_cast<const void*>(HookD3D::replacementStretchRect())));
-    EXPECT_EQ(protectionOf(code), protection) << "protection put back after writing";
-    EXPECT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever).code(),
-              VXError::ePreconditionFailed);
-
-    ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
-    EXPECT_EQ(headOf(code), original) << "the 12 bytes as they were";
-    EXPECT_EQ(HookD3D::removeStretchRectHook().code(), VXError::ePreconditionFailed);
-}
-
-TEST_F(HookD3DTest, ADeviceMadeLaterReachesTheListenerWhichTheOriginalRunsBeforeOrAfterOrNever) {
     const uint32_t red = 0xC80A0Au, blue = 0x0A0AC8u;
     // The destination as the listener sees it and afterwards, and the HRESULT for a destination
     // the system refuses; a value that is no mode means never.
@@ -106,9 +90,14 @@ TEST_F(HookD3DTest, ADeviceMadeLaterReachesTheListenerWhichTheOriginalRunsBefore
         Recorder recorder;
         HookD3D::setStretchRectListener(&recorder);
         ASSERT_EQ(HookD3D::installStretchRectHook(m.mode).code(), VXError::eNoError);
+        EXPECT_EQ(reinterpret_cast<void*>(HookD3D::originalStretchRect()), code);
+        EXPECT_EQ(headOf(code),
+                  HookWithJMP::makePatch(reinterpret_cast<const void*>(HookD3D::replacementStretchRect())));
+        EXPECT_EQ(protectionOf(code), protection) << "protection put back after writing";
+        EXPECT_EQ(HookD3D::installStretchRectHook(m.mode).code(), VXError::ePreconditionFailed);
         if (!device)
             makeSurfaces();  // after the interception went in
-        ASSERT_TRUE(d3dtest::fill(device.get(), dest.get(), kBlue));
+        ASSERT_TRUE(SUCCEEDED(device->ColorFill(dest.get(), nullptr, kBlue)));
         EXPECT_EQ(stretch(dest.get()), D3D_OK) << m.mode;
         EXPECT_EQ(recorder.firstDestPixel, m.seen) << m.mode;
         EXPECT_EQ(d3dtest::pixelAt(device.get(), dest.get(), 1, 1), m.after) << m.mode;
@@ -116,6 +105,8 @@ TEST_F(HookD3DTest, ADeviceMadeLaterReachesTheListenerWhichTheOriginalRunsBefore
         EXPECT_EQ(recorder.calls, 2) << "the patch is back after calling the original, mode " << m.mode;
         EXPECT_EQ(recorder.lastSource, source.get());
         ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+        EXPECT_EQ(headOf(code), original) << "the 12 bytes as they were";
+        EXPECT_EQ(HookD3D::removeStretchRectHook().code(), VXError::ePreconditionFailed);
         EXPECT_EQ(stretch(sysmem.get()), D3DERR_INVALIDCALL) << "removed: the system's own call again";
         EXPECT_EQ(recorder.calls, 2) << "a listener still registered hears nothing once removed";
     }
