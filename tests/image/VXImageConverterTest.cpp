@@ -14,10 +14,6 @@ using imagetest::get32;
 using imagetest::makeImage;
 using imagetest::set32;
 
-uint32_t rgb(uint32_t r, uint32_t g, uint32_t b) {
-    return (r << 16) | (g << 8) | b;
-}
-
 // 5-6-5 by hand: the top 5, 6 and 5 bits of red, green and blue.
 uint16_t to565(uint32_t p) {
     return static_cast<uint16_t>((((p >> 19) & 0x1F) << 11) | (((p >> 10) & 0x3F) << 5) | ((p >> 3) & 0x1F));
@@ -29,10 +25,9 @@ TEST(VXImageConverter32To16, DropsTheLowBitsOfEachChannelWithoutRounding) {
         uint16_t expected;
     };
     const Case cases[] = {
-        {0xFFFFFFFF, 0xFFFF},         {rgb(248, 252, 248), 0xFFFF},
-        {rgb(247, 252, 248), 0xF7FF},  // red 30 of 31
-        {rgb(248, 251, 248), 0xFFDF},  // green 62 of 63
-        {rgb(7, 3, 7), 0x0000},       {rgb(8, 4, 8), 0x0821},
+        {0xFFFFFFFF, 0xFFFF}, {0xF8FCF8, 0xFFFF}, {0xF7FCF8, 0xF7FF},  // red 30 of 31
+        {0xF8FBF8, 0xFFDF},                                            // green 62 of 63
+        {0x070307, 0x0000},   {0x080408, 0x0821},
     };
     // One row per case, five wide: the case at 0 goes through the four-pixel part, at 4 the remainder.
     const int32_t n = static_cast<int32_t>(std::size(cases));

@@ -8,6 +8,11 @@ namespace {
 using imagetest::contains;
 using imagetest::makeImage;
 
+using Search = VXResult (*)(const std::shared_ptr<VXImage>&, const std::shared_ptr<VXImage>&, int32_t,
+                            int32_t, int32_t&);
+const Search left = VXImageUtils::findLeftMostDifference, right = VXImageUtils::findRightMostDifference;
+const Search top = VXImageUtils::findTopMostDifference, bottom = VXImageUtils::findBottomMostDifference;
+
 // Two equal 8 x 6 images; the second then differs at (5,2) and, in its alpha byte only, at (2,4).
 class VXImageUtilsSearch : public testing::Test {
 protected:
@@ -41,10 +46,6 @@ TEST_F(VXImageUtilsSearch, CompareOrdersByTheFirstDifferingByte) {
 }
 
 TEST_F(VXImageUtilsSearch, SearchesFindTheOuterDifferencesOfTheBand) {
-    using Search = VXResult (*)(const std::shared_ptr<VXImage>&, const std::shared_ptr<VXImage>&, int32_t,
-                                int32_t, int32_t&);
-    const Search left = VXImageUtils::findLeftMostDifference, right = VXImageUtils::findRightMostDifference;
-    const Search top = VXImageUtils::findTopMostDifference, bottom = VXImageUtils::findBottomMostDifference;
     int32_t at = 99;
     EXPECT_EQ(left(image1, image2, 0, 6, at).code(), VXStatus::eNo);
     EXPECT_EQ(at, -1);
@@ -81,15 +82,13 @@ TEST_F(VXImageUtilsSearch, SearchesFindTheOuterDifferencesOfTheBand) {
 TEST_F(VXImageUtilsSearch, SearchesRefuseImagesAndBandsOutsideTheFirst) {
     const auto taller = makeImage(8, 7, 32);
     int32_t at = 0;
-    EXPECT_EQ(VXImageUtils::findLeftMostDifference(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
-    EXPECT_EQ(VXImageUtils::findRightMostDifference(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
-    EXPECT_EQ(VXImageUtils::findBottomMostDifference(image1, taller, 0, 1, at).code(),
-              VXError::eBadParameter);
-    const VXResult top = VXImageUtils::findTopMostDifference(image1, taller, 0, 1, at);
-    EXPECT_EQ(top.code(), VXError::eBadParameter);
-    EXPECT_TRUE(
-        contains(top, "VXImage::findTopMostDifference() image not fully conatined by this image at origin"));
-    const VXResult band = VXImageUtils::findLeftMostDifference(image1, image2, 4, 3, at);
+    for (const Search search : {left, right, bottom})
+        EXPECT_EQ(search(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
+    const VXResult outside = top(image1, taller, 0, 1, at);
+    EXPECT_EQ(outside.code(), VXError::eBadParameter);
+    EXPECT_TRUE(contains(
+        outside, "VXImage::findTopMostDifference() image not fully conatined by this image at origin"));
+    const VXResult band = left(image1, image2, 4, 3, at);
     EXPECT_EQ(band.code(), VXError::eBadParameter);
     EXPECT_TRUE(
         contains(band, "VXImageUtils::findLeftMostDifference() lines outside of images(s) [4|7] [6|6]"));

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <vector>
 
 #include "ImageTestSupport.h"
@@ -26,21 +28,27 @@ std::shared_ptr<VXImageWin32> allocated(int32_t width, int32_t height, int32_t d
     return image;
 }
 
-TEST(VXImageWin32Allocate, BitmapInfoFollowsTheDepthAndHandlesAreCounted) {
+TEST(VXImageWin32Allocate, FactoryMakesDibSectionsWithBitmapInfoByDepthAndCountedHandles) {
     const int32_t remaining = VXImageWin32::handlesRemaining();
-    {
-        const auto image = allocated(100, 50, 32);
-        const BITMAPINFOHEADER& h = image->getBitmapInfo()->bmiHeader;
-        EXPECT_EQ(h.biHeight, -50);  // top-down
-        EXPECT_EQ(h.biSizeImage, 20000u);
-        DIBSECTION section = {};
-        ASSERT_EQ(GetObjectW(static_cast<HBITMAP>(image->getHandle()), sizeof(section), &section),
-                  static_cast<int>(sizeof(section)));
-        EXPECT_EQ(section.dsBm.bmBits, image->getBits());
-        EXPECT_EQ(section.dsBm.bmWidthBytes, image->getBytesPerLine());
-        EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining + 1);
-        EXPECT_EQ(image->allocate().code(), VXError::eExists);
-    }
+    VXImageWin32::installFactory();
+    std::shared_ptr<VXImage> made;
+    const VXResult r = VXImageUtils::createImage(VXSize(100, 50), 32, nullptr, made);
+    VXImage::setFactory(nullptr);
+    ASSERT_TRUE(r.isSuccess()) << r.message().toUtf8();
+    auto image = std::dynamic_pointer_cast<VXImageWin32>(made);
+    made.reset();
+    ASSERT_NE(image, nullptr);
+    const BITMAPINFOHEADER& h = image->getBitmapInfo()->bmiHeader;
+    EXPECT_EQ(h.biHeight, -50);  // top-down
+    EXPECT_EQ(h.biSizeImage, 20000u);
+    DIBSECTION section = {};
+    ASSERT_EQ(GetObjectW(static_cast<HBITMAP>(image->getHandle()), sizeof(section), &section),
+              static_cast<int>(sizeof(section)));
+    EXPECT_EQ(section.dsBm.bmBits, image->getBits());
+    EXPECT_EQ(section.dsBm.bmWidthBytes, image->getBytesPerLine());
+    EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining + 1);
+    EXPECT_EQ(image->allocate().code(), VXError::eExists);
+    image.reset();
     EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining);
 
     const auto sixteen = allocated(3, 2, 16);
@@ -51,7 +59,34 @@ TEST(VXImageWin32Allocate, BitmapInfoFollowsTheDepthAndHandlesAreCounted) {
     EXPECT_EQ(masks[2], 0x001Fu);
 }
 
-TEST(VXImageWin32ColorTable, EightBitTableIsWrittenIntoTheDibAndReadBack) {
+// A 32-bit canvas selected into a memory context: the target of draw and blend.
+class VXImageWin32Drawing : public testing::Test {
+protected:
+    void SetUp() override {
+        canvas = allocated(8, 8, 32);
+        dc = CreateCompatibleDC(nullptr);
+        ASSERT_NE(dc, nullptr);
+        previous = SelectObject(dc, static_cast<HBITMAP>(canvas->getHandle()));
+        fillCanvas(0x30);
+    }
+    void TearDown() override {
+        SelectObject(dc, previous);
+        DeleteDC(dc);
+    }
+    void fillCanvas(uint8_t value) {
+        GdiFlush();
+        imagetest::fillBytes(*canvas, value);
+    }
+    uint32_t canvasRgb(int32_t x, int32_t y) {
+        GdiFlush();
+        return get32(*canvas, x, y) & 0x00FFFFFFu;
+    }
+    std::shared_ptr<VXImageWin32> canvas;
+    HDC dc = nullptr;
+    HGDIOBJ previous = nullptr;
+};
+
+TEST_F(VXImageWin32Drawing, EightBitTableIsWrittenIntoTheDibReadBackAndDrawn) {
     const auto image = allocated(4, 2, 8);
     const BITMAPINFO* info = image->getBitmapInfo();
     EXPECT_EQ(info->bmiHeader.biClrUsed, 256u);
@@ -71,44 +106,10 @@ TEST(VXImageWin32ColorTable, EightBitTableIsWrittenIntoTheDibAndReadBack) {
 
     // And drawing an index shows its table colour.
     imagetest::fillBytes(*image, 0x40);
-    const auto canvas = allocated(4, 2, 32);
-    HDC dc = CreateCompatibleDC(nullptr);
-    const HGDIOBJ old = SelectObject(dc, static_cast<HBITMAP>(canvas->getHandle()));
     ASSERT_TRUE(image->draw(dc, VXPoint(0, 0)).isSuccess());
-    GdiFlush();
-    EXPECT_EQ(get32(*canvas, 3, 1) & 0x00FFFFFFu, 0x00404040u);
-    SelectObject(dc, old);
-    DeleteDC(dc);
+    EXPECT_EQ(canvasRgb(3, 1), 0x00404040u);
+    EXPECT_EQ(canvasRgb(4, 1), 0x00303030u);
 }
-
-// A 32-bit canvas selected into a memory context: the target of draw and blend.
-class VXImageWin32Drawing : public testing::Test {
-protected:
-    void SetUp() override {
-        canvas = allocated(8, 8, 32);
-        dc = CreateCompatibleDC(nullptr);
-        ASSERT_NE(dc, nullptr);
-        previous = SelectObject(dc, static_cast<HBITMAP>(canvas->getHandle()));
-        fillCanvas(0x00102030);
-    }
-    void TearDown() override {
-        SelectObject(dc, previous);
-        DeleteDC(dc);
-    }
-    void fillCanvas(uint32_t colour) {
-        GdiFlush();
-        for (int32_t y = 0; y < 8; ++y)
-            for (int32_t x = 0; x < 8; ++x)
-                set32(*canvas, x, y, colour);
-    }
-    uint32_t canvasRgb(int32_t x, int32_t y) {
-        GdiFlush();
-        return get32(*canvas, x, y) & 0x00FFFFFFu;
-    }
-    std::shared_ptr<VXImageWin32> canvas;
-    HDC dc = nullptr;
-    HGDIOBJ previous = nullptr;
-};
 
 TEST_F(VXImageWin32Drawing, DrawCopiesTheImageToTheRectAndSubImagesDrawFromTheirOrigin) {
     const auto image = allocated(4, 4, 32);
@@ -119,7 +120,7 @@ TEST_F(VXImageWin32Drawing, DrawCopiesTheImageToTheRectAndSubImagesDrawFromTheir
     for (int32_t y = 0; y < 8; ++y) {
         for (int32_t x = 0; x < 8; ++x) {
             const bool inside = x >= 2 && x < 6 && y >= 3 && y < 7;
-            const uint32_t expected = inside ? get32(*image, x - 2, y - 3) & 0x00FFFFFFu : 0x00102030u;
+            const uint32_t expected = inside ? get32(*image, x - 2, y - 3) & 0x00FFFFFFu : 0x00303030u;
             EXPECT_EQ(canvasRgb(x, y), expected) << x << "," << y;
         }
     }
@@ -133,8 +134,13 @@ TEST_F(VXImageWin32Drawing, DrawCopiesTheImageToTheRectAndSubImagesDrawFromTheir
     EXPECT_EQ(canvasRgb(2, 0), 0u);
 }
 
-TEST_F(VXImageWin32Drawing, BlendMixesByEachSourcePixelsAlpha) {
-    fillCanvas(0x00000000);
+TEST_F(VXImageWin32Drawing, BlendMixesByEachSourcePixelsAlphaAndRefusesOtherDepths) {
+    const VXResult depth = allocated(4, 4, 24)->blend(dc, VXRect(0, 0, 4, 4), VXPoint(0, 0));
+    EXPECT_EQ(depth.code(), VXError::eBadStatus);
+    EXPECT_TRUE(contains(depth, "The source must be a 32-bit image"));
+    EXPECT_EQ(canvasRgb(0, 0), 0x00303030u);
+
+    fillCanvas(0);
     const auto image = allocated(4, 4, 32);
     imagetest::fillBytes(*image, 0);
     set32(*image, 2, 2, 0x80FF8040);  // half: 7F 40 20
@@ -148,36 +154,22 @@ TEST_F(VXImageWin32Drawing, BlendMixesByEachSourcePixelsAlpha) {
     EXPECT_EQ(canvasRgb(7, 5), 0u);
 }
 
-TEST_F(VXImageWin32Drawing, BlendRefusesOtherDepths) {
-    const auto deep24 = allocated(4, 4, 24);
-    const VXResult depth = deep24->blend(dc, VXRect(0, 0, 4, 4), VXPoint(0, 0));
-    EXPECT_EQ(depth.code(), VXError::eBadStatus);
-    EXPECT_TRUE(contains(depth, "The source must be a 32-bit image"));
-    EXPECT_EQ(canvasRgb(0, 0), 0x00102030u);
-}
-
-// A 3 x 2 24-bit .bmp, stored bottom row first as the format has it.
-std::filesystem::path writeBmp() {
-    const std::filesystem::path file = std::filesystem::temp_directory_path() / "vx_imagewin32_load.bmp";
-    const uint8_t top[12] = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0, 0, 0};
+TEST(VXImageWin32Load, BitmapFileBecomesABottomUpImageReadTopDown) {
+    // A 3 x 2 24-bit .bmp, stored bottom row first as the format has it.
     const uint8_t bottom[12] = {0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19, 0, 0, 0};
+    const uint8_t top[12] = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0, 0, 0};
     const BITMAPINFOHEADER header = {sizeof(BITMAPINFOHEADER), 3, 2, 1, 24, BI_RGB, 24, 0, 0, 0, 0};
     const DWORD offset = sizeof(BITMAPFILEHEADER) + sizeof(header);
     const BITMAPFILEHEADER fileHeader = {0x4D42, offset + 24, 0, 0, offset};
+    const std::filesystem::path file = std::filesystem::temp_directory_path() / "vx_imagewin32_load.bmp";
     FILE* out = _wfopen(file.c_str(), L"wb");
-    if (out == nullptr)
-        return {};
+    ASSERT_NE(out, nullptr);
     fwrite(&fileHeader, sizeof(fileHeader), 1, out);
     fwrite(&header, sizeof(header), 1, out);
     fwrite(bottom, 12, 1, out);
     fwrite(top, 12, 1, out);
     fclose(out);
-    return file;
-}
 
-TEST(VXImageWin32Load, BitmapFileBecomesABottomUpImageReadTopDown) {
-    const std::filesystem::path file = writeBmp();
-    ASSERT_FALSE(file.empty());
     VXImageWin32 image;
     const VXResult r = image.load(VXString::fromWide(file.c_str()));
     std::filesystem::remove(file);
@@ -193,12 +185,9 @@ std::vector<uint8_t> savedBytes(const std::shared_ptr<VXImage>& image, const cha
     const std::filesystem::path file = std::filesystem::temp_directory_path() / name;
     const VXResult r = VXImageUtils::saveToFile(image, VXString::fromWide(file.c_str()));
     EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
-    std::vector<uint8_t> bytes(static_cast<size_t>(std::filesystem::file_size(file)));
-    FILE* in = _wfopen(file.c_str(), L"rb");
-    if (in != nullptr) {
-        EXPECT_EQ(fread(bytes.data(), 1, bytes.size(), in), bytes.size());
-        fclose(in);
-    }
+    std::ifstream in(file, std::ios::binary);
+    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    in.close();
     std::filesystem::remove(file);
     return bytes;
 }
@@ -230,17 +219,6 @@ TEST(VXImageWin32Save, BottomUpImageIsSavedTopRowFirstAndViewedThroughItsRows) {
     EXPECT_EQ(upward->setBits(other, false).code(), VXError::eNotInitialized);  // the bitmap exists
     EXPECT_EQ(upward->getPixelPtr(0, 0)[0], 0);
     VXImage::freeBits(other);
-}
-
-TEST(VXImageWin32Factory, InstalledFactoryMakesDibImages) {
-    VXImageWin32::installFactory();
-    std::shared_ptr<VXImage> capture;
-    const VXResult made = VXImageUtils::createImage(VXSize(6, 3), 32, nullptr, capture);
-    VXImage::setFactory(nullptr);
-    ASSERT_TRUE(made.isSuccess()) << made.message().toUtf8();
-    const auto* dib = dynamic_cast<VXImageWin32*>(capture.get());
-    ASSERT_NE(dib, nullptr);
-    EXPECT_NE(dib->getHandle(), nullptr);
 }
 
 }  // namespace
