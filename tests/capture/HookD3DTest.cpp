@@ -41,29 +41,15 @@ public:
     uint32_t firstDestPixel = 0;  // the destination as the listener saw it on the first call
 };
 
+// Leaves no interception behind, whatever failed.
 class HookD3DTest : public ::testing::Test {
 protected:
-    void makeSurfaces() {
-        device = d3dtest::makeDevice();
-        ASSERT_TRUE(device);
-        source = d3dtest::makeSurface(device.get(), kSize, kSize);
-        dest = d3dtest::makeSurface(device.get(), kSize, kSize);
-        sysmem = d3dtest::makeSurface(device.get(), kSize, kSize, D3DPOOL_SYSTEMMEM);
-        ASSERT_TRUE(source && dest && sysmem);
-        ASSERT_TRUE(SUCCEEDED(device->ColorFill(source.get(), nullptr, kRed)));
-    }
-    HRESULT stretch(IDirect3DSurface9* to) {
-        return device->StretchRect(source.get(), nullptr, to, nullptr, D3DTEXF_NONE);
-    }
     void TearDown() override {
         HookD3D::setStretchRectListener(nullptr);
         if (HookD3D::originalStretchRect() != nullptr) {
             EXPECT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
         }
     }
-
-    C_ComPtr<IDirect3DDevice9> device;
-    C_ComPtr<IDirect3DSurface9> source, dest, sysmem;
 };
 
 }  // namespace
@@ -86,6 +72,11 @@ TEST_F(HookD3DTest, PatchReachesALaterDevicesListenerAndTheOriginalRunsBeforeOrA
                  {HookD3D::eCallOriginalBefore, red, red, D3DERR_INVALIDCALL},
                  {HookD3D::eCallOriginalAfter, blue, red, D3DERR_INVALIDCALL},
                  {7, blue, blue, D3D_OK}};
+    C_ComPtr<IDirect3DDevice9> device;
+    C_ComPtr<IDirect3DSurface9> source, dest, sysmem;
+    auto stretch = [&](IDirect3DSurface9* to) {
+        return device->StretchRect(source.get(), nullptr, to, nullptr, D3DTEXF_NONE);
+    };
     for (const auto& m : modes) {
         Recorder recorder;
         HookD3D::setStretchRectListener(&recorder);
@@ -95,8 +86,15 @@ TEST_F(HookD3DTest, PatchReachesALaterDevicesListenerAndTheOriginalRunsBeforeOrA
                   HookWithJMP::makePatch(reinterpret_cast<const void*>(HookD3D::replacementStretchRect())));
         EXPECT_EQ(protectionOf(code), protection) << "protection put back after writing";
         EXPECT_EQ(HookD3D::installStretchRectHook(m.mode).code(), VXError::ePreconditionFailed);
-        if (!device)
-            makeSurfaces();  // after the interception went in
+        if (!device) {  // made after the interception went in
+            device = d3dtest::makeDevice();
+            ASSERT_TRUE(device);
+            source = d3dtest::makeSurface(device.get(), kSize, kSize);
+            dest = d3dtest::makeSurface(device.get(), kSize, kSize);
+            sysmem = d3dtest::makeSurface(device.get(), kSize, kSize, D3DPOOL_SYSTEMMEM);
+            ASSERT_TRUE(source && dest && sysmem &&
+                        SUCCEEDED(device->ColorFill(source.get(), nullptr, kRed)));
+        }
         ASSERT_TRUE(SUCCEEDED(device->ColorFill(dest.get(), nullptr, kBlue)));
         EXPECT_EQ(stretch(dest.get()), D3D_OK) << m.mode;
         EXPECT_EQ(recorder.firstDestPixel, m.seen) << m.mode;

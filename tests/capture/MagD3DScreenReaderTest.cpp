@@ -29,7 +29,7 @@ class ReaderWindows : public ScreenFixture {};
 
 }  // namespace
 
-TEST_F(ReaderWindows, SetupChecksItsArgumentsAndKeepsHiddenWindowsOnTheRectangle) {
+TEST_F(ReaderWindows, WindowsFollowEachSetupAndOnlyNewFilterListsAreSent) {
     HWND host = nullptr;
     HWND control = nullptr;
     {
@@ -61,6 +61,30 @@ TEST_F(ReaderWindows, SetupChecksItsArgumentsAndKeepsHiddenWindowsOnTheRectangle
         EXPECT_EQ(GetParent(control), host);
         EXPECT_TRUE(windowAt(control, RECT{40, 30, 360, 270}));
 
+        HWND marker = reinterpret_cast<HWND>(0x9ABC);
+        const std::vector<HWND> ab = {reinterpret_cast<HWND>(0x1234), reinterpret_cast<HWND>(0x5678)};
+        // Each step: the list given, whether the reader passes it on (else a list set behind its
+        // back survives). A fresh reader holds an empty list; empty after non-empty clears once.
+        const struct {
+            std::vector<HWND> list;
+            bool sent;
+        } steps[] = {{{}, false}, {ab, true}, {ab, false}, {{}, true}, {{}, false}};
+        for (const auto& step : steps) {
+            getMagnificationDll()->magSetWindowFilterList()(control, 0, 1, &marker);
+            ASSERT_EQ(reader.setExcludedWindows(step.list).code(), VXError::eNoError);
+            EXPECT_EQ(filterListOf(control), step.sent ? step.list : std::vector<HWND>{marker})
+                << step.list.size();
+        }
+
+        // Above the library's limit: refused with its error, and the list it holds stays.
+        ScopedVariable limit(L"VXMAG_FILTER_LIMIT", L"2");
+        ASSERT_EQ(reader.setExcludedWindows(ab).code(), VXError::eNoError);
+        VXResult result = reader.setExcludedWindows({ab[0], ab[1], ab[0]});
+        EXPECT_EQ(result.code(), VXError::eTooMany);
+        EXPECT_EQ(text(result).rfind("Too many windows supplied[3], Win32 error[50] at ", 0), 0u)
+            << text(result);
+        EXPECT_EQ(filterListOf(control), ab);
+
         // Moved behind the reader's back: the same rectangle and image leave it there, another
         // image of the same size does not, another rectangle moves and sizes the same windows.
         SetWindowPos(host, nullptr, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
@@ -85,36 +109,10 @@ TEST_F(ReaderWindows, SetupChecksItsArgumentsAndKeepsHiddenWindowsOnTheRectangle
         ASSERT_EQ(reader.setup(VXRect(100, 50, 200, 100), smaller).code(), VXError::eNoError);
         host = reader.getHostWindow();
         control = reader.getMagnifierControl();
-        EXPECT_TRUE(IsWindow(control));
+        ASSERT_TRUE(IsWindow(control));
+        ASSERT_EQ(reader.setExcludedWindows(ab).code(), VXError::eNoError);
+        EXPECT_EQ(filterListOf(control), ab) << "the new control is given the list again";
     }
     EXPECT_FALSE(IsWindow(control)) << "destruction destroys both windows";
     EXPECT_FALSE(IsWindow(host));
-}
-
-TEST_F(ReaderWindows, FilterListIsSentOnlyWhenItChangesAndWithinTheLimit) {
-    MagD3DScreenReader reader;
-    ASSERT_EQ(reader.setup(kRect, makeImage(320, 240)).code(), VXError::eNoError);
-    HWND control = reader.getMagnifierControl();
-    HWND marker = reinterpret_cast<HWND>(0x9ABC);
-    const std::vector<HWND> ab = {reinterpret_cast<HWND>(0x1234), reinterpret_cast<HWND>(0x5678)};
-    // Each step: the list given, whether the reader passes it on (else a list set behind its
-    // back survives). A fresh reader holds an empty list; empty after non-empty clears once.
-    const struct {
-        std::vector<HWND> list;
-        bool sent;
-    } steps[] = {{{}, false}, {ab, true}, {ab, false}, {{}, true}, {{}, false}};
-    for (const auto& step : steps) {
-        getMagnificationDll()->magSetWindowFilterList()(control, 0, 1, &marker);
-        ASSERT_EQ(reader.setExcludedWindows(step.list).code(), VXError::eNoError);
-        EXPECT_EQ(filterListOf(control), step.sent ? step.list : std::vector<HWND>{marker})
-            << step.list.size();
-    }
-
-    // Above the library's limit: refused with its error, and the list it holds stays.
-    ScopedVariable limit(L"VXMAG_FILTER_LIMIT", L"2");
-    ASSERT_EQ(reader.setExcludedWindows(ab).code(), VXError::eNoError);
-    VXResult result = reader.setExcludedWindows({ab[0], ab[1], ab[0]});
-    EXPECT_EQ(result.code(), VXError::eTooMany);
-    EXPECT_EQ(text(result).rfind("Too many windows supplied[3], Win32 error[50] at ", 0), 0u) << text(result);
-    EXPECT_EQ(filterListOf(control), ab);
 }

@@ -60,7 +60,7 @@ protected:
     }
     // Pixel (x, y) of the image as 0xRRGGBB.
     static uint32_t rgbAt(const VXImage& image, int32_t x, int32_t y) {
-        return imagetest::get32(image, x, y) & 0x00FFFFFFu;
+        return image.getPixelPtr(x, y) != nullptr ? imagetest::get32(image, x, y) & 0x00FFFFFFu : 0xFFFFFFFFu;
     }
     static uint32_t rgb(COLORREF color) {
         return GetRValue(color) << 16 | GetGValue(color) << 8 | GetBValue(color);

@@ -13,17 +13,13 @@ using Search = VXResult (*)(const std::shared_ptr<VXImage>&, const std::shared_p
 const Search left = VXImageUtils::findLeftMostDifference, right = VXImageUtils::findRightMostDifference;
 const Search top = VXImageUtils::findTopMostDifference, bottom = VXImageUtils::findBottomMostDifference;
 
-// Two equal 8 x 6 images; the second then differs at (5,2) and, in its alpha byte only, at (2,4).
+// Two equal 8 x 6 images.
 class VXImageUtilsSearch : public testing::Test {
 protected:
     void SetUp() override {
         image1 = makeImage(8, 6, 32);
         imagetest::fillRandom(*image1, 21);
         ASSERT_TRUE(VXImageUtils::createCopy(image1, image2).isSuccess());
-    }
-    void makeDifferences() {
-        imagetest::at(*image2, 5, 2)[0] ^= 0x01;
-        imagetest::at(*image2, 2, 4)[3] ^= 0x80;
     }
     std::shared_ptr<VXImage> image1;
     std::shared_ptr<VXImage> image2;
@@ -45,38 +41,26 @@ TEST_F(VXImageUtilsSearch, CompareOrdersByTheFirstDifferingByte) {
     EXPECT_TRUE(contains(sizes, "### VXImageUtils::compare() -- sizes do not match [8,6] vs [8,5]"));
 }
 
-TEST_F(VXImageUtilsSearch, SearchesFindTheOuterDifferencesOfTheBand) {
+// Left and right are checked against a plain byte search, at every depth, by the image utilities
+// fuzz target; it only calls top and bottom.
+TEST_F(VXImageUtilsSearch, TopAndBottomFindTheOuterDifferencesOfTheColumnBand) {
     int32_t at = 99;
-    EXPECT_EQ(left(image1, image2, 0, 6, at).code(), VXStatus::eNo);
+    EXPECT_EQ(top(image1, image2, 0, 8, at).code(), VXStatus::eNo);
     EXPECT_EQ(at, -1);
-    makeDifferences();
-    struct Case {
+    imagetest::at(*image2, 5, 2)[0] ^= 0x01;
+    imagetest::at(*image2, 2, 4)[3] ^= 0x80;  // the alpha byte only
+    const struct {
         Search search;
         int32_t first;
         int32_t count;
         int32_t expected;  // -1: none in the band
-    };
-    const Case cases[] = {{left, 0, 6, 2},   {right, 0, 6, 5},  {left, 3, 3, 2},
-                          {right, 3, 3, 2},  {left, 5, 1, -1},  {top, 0, 8, 2},
-                          {bottom, 0, 8, 4}, {bottom, 3, 5, 2}, {top, 6, 2, -1}};
-    for (const Case& c : cases) {
+    } cases[] = {{top, 0, 8, 2}, {bottom, 0, 8, 4}, {bottom, 3, 5, 2}, {top, 6, 2, -1}};
+    for (const auto& c : cases) {
         at = 99;
         const VXResult r = c.search(image1, image2, c.first, c.count, at);
         EXPECT_EQ(r.code(), c.expected < 0 ? VXStatus::eNo : VXStatus::eYes) << c.first << "+" << c.count;
         EXPECT_EQ(at, c.expected) << c.first << "+" << c.count;
     }
-
-    // Three bytes a pixel: byte 11 is the last of pixel 3, byte 12 the first of pixel 4.
-    const auto a = makeImage(7, 2, 24);
-    imagetest::fillBytes(*a, 0);
-    std::shared_ptr<VXImage> b;
-    ASSERT_TRUE(VXImageUtils::createCopy(a, b).isSuccess());
-    imagetest::at(*b, 3, 0)[2] = 1;
-    imagetest::at(*b, 4, 1)[0] = 1;
-    ASSERT_EQ(left(a, b, 0, 2, at).code(), VXStatus::eYes);
-    EXPECT_EQ(at, 3);
-    ASSERT_EQ(right(a, b, 0, 2, at).code(), VXStatus::eYes);
-    EXPECT_EQ(at, 4);
 }
 
 TEST_F(VXImageUtilsSearch, SearchesRefuseImagesAndBandsOutsideTheFirst) {
