@@ -1,5 +1,5 @@
-// Direct3D 9 helpers shared by the capture tests: devices, surfaces and pixel reads, all through
-// the system's own calls (never through the code under test's readback).
+// Direct3D 9 helpers shared by the capture tests: surfaces and pixel reads, all through the
+// system's own calls (never through the code under test's readback).
 #pragma once
 
 #include <d3d9.h>
@@ -7,17 +7,8 @@
 #include <cstdint>
 
 #include "C_ComPtr.h"
-#include "HookD3D.h"
 
 namespace d3dtest {
-
-// A device of its own, made the same way the interception finds the method's code.
-inline C_ComPtr<IDirect3DDevice9> makeDevice() {
-    C_ComPtr<IDirect3DDevice9> device;
-    if (HookD3D::createDummyDevice(device.put()).isError())
-        device.reset();
-    return device;
-}
 
 // A render target, or in system memory a plain surface to read one back into.
 inline C_ComPtr<IDirect3DSurface9> makeSurface(IDirect3DDevice9* device, UINT width, UINT height,

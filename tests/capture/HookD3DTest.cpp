@@ -6,7 +6,6 @@
 #include "D3DTestSupport.h"
 #include "HookD3D.h"
 #include "HookWithJMP.h"
-#include "VXResultCodes.h"
 
 namespace {
 
@@ -55,8 +54,9 @@ protected:
 }  // namespace
 
 TEST_F(HookD3DTest, PatchReachesALaterDevicesListenerAndTheOriginalRunsBeforeOrAfterOrNever) {
-    C_ComPtr<IDirect3DDevice9> before = d3dtest::makeDevice();
-    ASSERT_TRUE(before);
+    // Devices made the same way the interception finds the method's code.
+    C_ComPtr<IDirect3DDevice9> before;
+    ASSERT_TRUE(HookD3D::createDummyDevice(before.put()).isSuccess());
     void* code = (*reinterpret_cast<void* const* const*>(before.get()))[HookD3D::kSlotStretchRect];
     const HookWithJMP::Bytes original = headOf(code);
     const DWORD protection = protectionOf(code);
@@ -87,8 +87,7 @@ TEST_F(HookD3DTest, PatchReachesALaterDevicesListenerAndTheOriginalRunsBeforeOrA
         EXPECT_EQ(protectionOf(code), protection) << "protection put back after writing";
         EXPECT_EQ(HookD3D::installStretchRectHook(m.mode).code(), VXError::ePreconditionFailed);
         if (!device) {  // made after the interception went in
-            device = d3dtest::makeDevice();
-            ASSERT_TRUE(device);
+            ASSERT_TRUE(HookD3D::createDummyDevice(device.put()).isSuccess());
             source = d3dtest::makeSurface(device.get(), kSize, kSize);
             dest = d3dtest::makeSurface(device.get(), kSize, kSize);
             sysmem = d3dtest::makeSurface(device.get(), kSize, kSize, D3DPOOL_SYSTEMMEM);

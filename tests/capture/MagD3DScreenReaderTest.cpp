@@ -2,7 +2,6 @@
 // stand-in's MagGetWindowFilterList.
 #include <gtest/gtest.h>
 
-#include "MagD3DScreenReader.h"
 #include "ScreenFixture.h"
 
 namespace {

@@ -1,8 +1,6 @@
 // Whole captures of real windows on the Wine desktop through the Magnification.dll stand-in.
 #include <gtest/gtest.h>
 
-#include "HookD3D.h"
-#include "MagD3DScreenReader.h"
 #include "ScreenFixture.h"
 
 namespace {

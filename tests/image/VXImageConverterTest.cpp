@@ -14,11 +14,6 @@ using imagetest::get32;
 using imagetest::makeImage;
 using imagetest::set32;
 
-// 5-6-5 by hand: the top 5, 6 and 5 bits of red, green and blue.
-uint16_t to565(uint32_t p) {
-    return static_cast<uint16_t>((((p >> 19) & 0x1F) << 11) | (((p >> 10) & 0x3F) << 5) | ((p >> 3) & 0x1F));
-}
-
 TEST(VXImageConverter32To16, DropsTheLowBitsOfEachChannelWithoutRounding) {
     struct Case {
         uint32_t pixel;
@@ -123,18 +118,19 @@ TEST(VXImageConverterTo32, SixteenBitsGoThroughTheLookupTablesAndPalettesThrough
 
 TEST(VXImageConverterConvert, MakesOrReusesTheDestinationToFitTheClippedRect) {
     const auto src = makeImage(4, 4, 32);
-    imagetest::fillRandom(*src, 8);
+    set32(*src, 2, 1, 0xF7FCF8);
+    set32(*src, 1, 2, 0x080408);
     std::shared_ptr<VXImage> dst;
     ASSERT_TRUE(VXImageConverter::convert(src, VXRect(-2, -1, 3, 2), 16, dst).isSuccess());
     ASSERT_TRUE(dst);
     EXPECT_EQ(dst->getBitDepth(), 16);
     EXPECT_EQ(dst->getSize(), VXSize(3, 2));
-    EXPECT_EQ(get16(*dst, 2, 1), to565(get32(*src, 2, 1)));
+    EXPECT_EQ(get16(*dst, 2, 1), 0xF7FF);
 
     const VXImage* kept = dst.get();
     ASSERT_TRUE(VXImageConverter::convert(src, VXRect(1, 2, 4, 4), 16, dst).isSuccess());
     EXPECT_EQ(dst.get(), kept);
-    EXPECT_EQ(get16(*dst, 0, 0), to565(get32(*src, 1, 2)));
+    EXPECT_EQ(get16(*dst, 0, 0), 0x0821);
 
     const VXResult outside = VXImageConverter::convert(src, VXRect(5, 5, 8, 8), 16, dst);
     EXPECT_EQ(outside.code(), VXError::eBadParameter);

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "VXImage.h"
 #include "support/LogCapture.h"
 

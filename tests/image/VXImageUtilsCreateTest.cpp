@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <cstring>
 
 #include "ImageTestSupport.h"
-#include "VXImageUtils.h"
 
 namespace {
 

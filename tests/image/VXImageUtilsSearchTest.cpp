@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "ImageTestSupport.h"
-#include "VXImageUtils.h"
 
 namespace {
 

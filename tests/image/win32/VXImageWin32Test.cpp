@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "ImageTestSupport.h"
-#include "VXImageUtils.h"
 #include "VXImageWin32.h"
 #include "VXSubImage.h"
 
