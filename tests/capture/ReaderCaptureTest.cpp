@@ -86,8 +86,6 @@ TEST_F(ReaderCapture, WindowsAppearWithTheirPixelsAndEachFailureIsReported) {
         int32_t code;
         const char* message;
     } cases[] = {
-        {L"VXMAG_RENDER", L"black", VXError::eVerifyFailed,
-         "All captured pixels are black at MagD3DScreenReader::readScreen"},
         // A render target format the stand-in refuses: MagSetWindowSource returns FALSE.
         {L"VXMAG_FORMAT", L"1", VXError::eSomeError,
          "Method \"MagSetWindowSource\" returned Win32 error [2000]"},
@@ -100,7 +98,6 @@ TEST_F(ReaderCapture, WindowsAppearWithTheirPixelsAndEachFailureIsReported) {
         EXPECT_EQ(result.code(), c.code) << text(result);
         EXPECT_EQ(text(result).rfind(c.message, 0), 0u) << text(result);
     }
-    EXPECT_EQ(at(kLowerOnly), 0u) << "the black picture is still copied";
 
     ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
     VXResult result = reader->readScreen();

@@ -55,7 +55,7 @@ TEST_F(VXImageUtilsComposite, PackedRedBlueEqualsBlendingEachChannelAlone) {
     }
 }
 
-TEST_F(VXImageUtilsComposite, AlphaImageAndColourTableSourcesAndDestinationsItCannotBlendInto) {
+TEST_F(VXImageUtilsComposite, AlphaImagePaletteAndPremultipliedSourcesAndRefusedDestinations) {
     // An alpha image overrides the source's own alpha, read at the source position.
     const auto alpha = makeImage(4, 3, 8);
     imagetest::fillBytes(*alpha, 0);
@@ -75,6 +75,15 @@ TEST_F(VXImageUtilsComposite, AlphaImageAndColourTableSourcesAndDestinationsItCa
     ASSERT_TRUE(VXImageUtils::composite(dst, VXRect(3, 2, 4, 3), indexed, VXPoint(0, 0), alpha).isSuccess());
     EXPECT_EQ(get32(*dst, 3, 2), argb(0x01, 0xFE, 0x00, 0x00));
 
+    // Premultiplied: the destination is scaled by the rest of alpha and the source added.
+    set32(*dst, 0, 0, argb(0x99, 200, 200, 10));
+    set32(*dst, 1, 0, argb(0x98, 200, 0, 255));
+    set32(*src, 0, 0, argb(128, 100, 0, 64));  // k = 127
+    set32(*src, 1, 0, argb(0, 200, 0, 0));     // k = 255: 200 * 255 >> 8 = 199, + 200 wraps
+    ASSERT_TRUE(VXImageUtils::compositePremultipliedSrc(dst, VXRect(0, 0, 2, 1), src, VXPoint()).isSuccess());
+    EXPECT_EQ(get32(*dst, 0, 0), argb(0x99, 99 + 100, 99, 4 + 64));
+    EXPECT_EQ(get32(*dst, 1, 0), argb(0x98, (199 + 200) & 0xFF, 0, 254));
+
     // 16-bit destinations are refused; 24-bit ones take no alpha image.
     const VXRect all(0, 0, 4, 3);
     const VXResult deep16 = VXImageUtils::composite(makeImage(4, 3, 16), all, src, VXPoint());
@@ -85,18 +94,6 @@ TEST_F(VXImageUtilsComposite, AlphaImageAndColourTableSourcesAndDestinationsItCa
         VXImageUtils::composite(makeImage(4, 3, 24), all, src, VXPoint(), makeImage(4, 3, 8));
     EXPECT_EQ(deep24.code(), VXError::eNotImplemented);
     EXPECT_TRUE(contains(deep24, "24 bit destination"));
-}
-
-TEST(VXImageUtilsPremultiplied, DestinationIsScaledByTheRestOfAlphaAndSourceAdded) {
-    const auto dst = makeImage(2, 1, 32);
-    const auto src = makeImage(2, 1, 32);
-    set32(*dst, 0, 0, argb(0x99, 200, 200, 10));
-    set32(*dst, 1, 0, argb(0x98, 200, 0, 255));
-    set32(*src, 0, 0, argb(128, 100, 0, 64));  // k = 127
-    set32(*src, 1, 0, argb(0, 200, 0, 0));     // k = 255: 200 * 255 >> 8 = 199, + 200 wraps
-    ASSERT_TRUE(VXImageUtils::compositePremultipliedSrc(dst, VXRect(0, 0, 2, 1), src, VXPoint()).isSuccess());
-    EXPECT_EQ(get32(*dst, 0, 0), argb(0x99, 99 + 100, 99, 4 + 64));
-    EXPECT_EQ(get32(*dst, 1, 0), argb(0x98, (199 + 200) & 0xFF, 0, 254));
 }
 
 TEST(VXImageUtilsAlpha, SetApplyAndZeroAlpha) {
