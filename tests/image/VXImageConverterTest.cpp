@@ -14,7 +14,7 @@ using imagetest::get32;
 using imagetest::makeImage;
 using imagetest::set32;
 
-TEST(VXImageConverter32To16, DropsTheLowBitsOfEachChannelWithoutRounding) {
+TEST(VXImageConverter32To16, DropsTheLowBitsOfEachChannelAndRefusesWrongDepthsAndMissingColourInfo) {
     struct Case {
         uint32_t pixel;
         uint16_t expected;
@@ -37,6 +37,23 @@ TEST(VXImageConverter32To16, DropsTheLowBitsOfEachChannelWithoutRounding) {
         EXPECT_EQ(get16(*dst, 0, i), cases[i].expected) << std::hex << cases[i].pixel;
         EXPECT_EQ(get16(*dst, 4, i), cases[i].expected) << std::hex << cases[i].pixel;
     }
+
+    // Refusals write nothing.
+    const auto plain = makeImage(4, 4, 16);
+    const auto bare = makeImage(4, 4, 16);
+    bare->setColorInfo(nullptr);
+    imagetest::fillBytes(*plain, 0x5C);
+    imagetest::fillBytes(*bare, 0x5C);
+    const VXRect all(0, 0, 4, 4);
+    const VXResult deep24 = VXImageConverter::convert32To16(makeImage(4, 4, 24), all, plain, VXPoint());
+    EXPECT_EQ(deep24.code(), VXError::eBadParameter);
+    EXPECT_TRUE(contains(deep24, "src image is not 32 bit [24] at VXImageConverter::convert32To16"));
+    const VXResult noDstInfo = VXImageConverter::convert32To16(makeImage(4, 4, 32), all, bare, VXPoint());
+    EXPECT_EQ(noDstInfo.code(), VXError::eNotInitialized);
+    EXPECT_TRUE(contains(noDstInfo, "missing dst color information"));
+    for (const auto& image : {plain, bare})
+        EXPECT_EQ(std::vector<uint8_t>(image->getBits(), image->getBits() + image->getImageSize()),
+                  std::vector<uint8_t>(static_cast<size_t>(image->getImageSize()), 0x5C));
 }
 
 TEST(VXImageConverter32To16, FourAtATimeEqualsOneAtATimeForAnyMasks) {
@@ -65,24 +82,6 @@ TEST(VXImageConverter32To16, FourAtATimeEqualsOneAtATimeForAnyMasks) {
             }
         }
     }
-}
-
-TEST(VXImageConverter32To16, RefusesWrongDepthsAndMissingColourInfoWithoutWriting) {
-    const auto dst = makeImage(4, 4, 16);
-    const auto bare = makeImage(4, 4, 16);
-    bare->setColorInfo(nullptr);
-    imagetest::fillBytes(*dst, 0x5C);
-    imagetest::fillBytes(*bare, 0x5C);
-    const VXRect all(0, 0, 4, 4);
-    const VXResult deep24 = VXImageConverter::convert32To16(makeImage(4, 4, 24), all, dst, VXPoint());
-    EXPECT_EQ(deep24.code(), VXError::eBadParameter);
-    EXPECT_TRUE(contains(deep24, "src image is not 32 bit [24] at VXImageConverter::convert32To16"));
-    const VXResult noDstInfo = VXImageConverter::convert32To16(makeImage(4, 4, 32), all, bare, VXPoint());
-    EXPECT_EQ(noDstInfo.code(), VXError::eNotInitialized);
-    EXPECT_TRUE(contains(noDstInfo, "missing dst color information"));
-    for (const auto& image : {dst, bare})
-        EXPECT_EQ(std::vector<uint8_t>(image->getBits(), image->getBits() + image->getImageSize()),
-                  std::vector<uint8_t>(static_cast<size_t>(image->getImageSize()), 0x5C));
 }
 
 TEST(VXImageConverterTo32, SixteenBitsGoThroughTheLookupTablesAndPalettesThroughTheColourTable) {

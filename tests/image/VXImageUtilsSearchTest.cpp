@@ -41,7 +41,7 @@ TEST_F(VXImageUtilsSearch, CompareOrdersByTheFirstDifferingByte) {
 
 // Left and right are checked against a plain byte search, at every depth, by the image utilities
 // fuzz target; it only calls top and bottom.
-TEST_F(VXImageUtilsSearch, TopAndBottomFindTheOuterDifferencesOfTheColumnBand) {
+TEST_F(VXImageUtilsSearch, TopAndBottomFindTheOuterDifferencesAndSearchesRefuseBandsOutsideTheFirst) {
     int32_t at = 99;
     EXPECT_EQ(top(image1, image2, 0, 8, at).code(), VXStatus::eNo);
     EXPECT_EQ(at, -1);
@@ -49,9 +49,7 @@ TEST_F(VXImageUtilsSearch, TopAndBottomFindTheOuterDifferencesOfTheColumnBand) {
     imagetest::at(*image2, 2, 4)[3] ^= 0x80;  // the alpha byte only
     const struct {
         Search search;
-        int32_t first;
-        int32_t count;
-        int32_t expected;  // -1: none in the band
+        int32_t first, count, expected;  // expected -1: none in the band
     } cases[] = {{top, 0, 8, 2}, {bottom, 0, 8, 4}, {bottom, 3, 5, 2}, {top, 6, 2, -1}};
     for (const auto& c : cases) {
         at = 99;
@@ -59,11 +57,9 @@ TEST_F(VXImageUtilsSearch, TopAndBottomFindTheOuterDifferencesOfTheColumnBand) {
         EXPECT_EQ(r.code(), c.expected < 0 ? VXStatus::eNo : VXStatus::eYes) << c.first << "+" << c.count;
         EXPECT_EQ(at, c.expected) << c.first << "+" << c.count;
     }
-}
 
-TEST_F(VXImageUtilsSearch, SearchesRefuseImagesAndBandsOutsideTheFirst) {
+    // Images and bands outside the first are refused.
     const auto taller = makeImage(8, 7, 32);
-    int32_t at = 0;
     for (const Search search : {left, right, bottom})
         EXPECT_EQ(search(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
     const VXResult outside = top(image1, taller, 0, 1, at);
