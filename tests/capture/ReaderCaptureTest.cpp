@@ -44,6 +44,17 @@ protected:
 
 }  // namespace
 
+TEST_F(ReaderCapture, WindowsAppearWithTheirPixels) {
+    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
+    EXPECT_EQ(reader->getCallbackCount(), 1u);
+    EXPECT_EQ(at(kLowerOnly), rgb(kRed));
+    EXPECT_EQ(at(kOverlap), rgb(kGreen));
+    EXPECT_EQ(at(kUpperOnly), rgb(kGreen));
+    EXPECT_EQ(at(kNeither), desktop());
+    EXPECT_EQ(at(POINT{200, kLower.bottom - 1}), rgb(kRed));  // the window's last row
+    EXPECT_EQ(at(POINT{200, kLower.bottom}), desktop());
+}
+
 TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlag) {
     // Under Wine the cursor reported is the foreground thread's: make it ours.
     SetForegroundWindow(lower);
@@ -69,16 +80,7 @@ TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlag) {
     }
 }
 
-TEST_F(ReaderCapture, WindowsAppearWithTheirPixelsAndEachFailureIsReported) {
-    ASSERT_EQ(reader->readScreen().code(), VXError::eNoError);
-    EXPECT_EQ(reader->getCallbackCount(), 1u);
-    EXPECT_EQ(at(kLowerOnly), rgb(kRed));
-    EXPECT_EQ(at(kOverlap), rgb(kGreen));
-    EXPECT_EQ(at(kUpperOnly), rgb(kGreen));
-    EXPECT_EQ(at(kNeither), desktop());
-    EXPECT_EQ(at(POINT{200, kLower.bottom - 1}), rgb(kRed));  // the window's last row
-    EXPECT_EQ(at(POINT{200, kLower.bottom}), desktop());
-
+TEST_F(ReaderCapture, FailuresOfTheMagnifierAndOfTheNotificationAreReported) {
     // Each stand-in switch, and how readScreen reports the failure it causes.
     const struct {
         const wchar_t* variable;
