@@ -1,61 +1,25 @@
-// Direct3D 9 helpers shared by the capture tests: devices, render targets and pixel reads, all
-// through the system's own calls (never through the code under test's readback).
+// Direct3D 9 surfaces for the capture tests, made through the system's own calls.
 #pragma once
 
 #include <d3d9.h>
 
-#include <cstdint>
-
 #include "C_ComPtr.h"
-#include "HookD3D.h"
 
 namespace d3dtest {
 
-// A device of its own, made the same way the interception finds the method's code.
-inline C_ComPtr<IDirect3DDevice9> makeDevice() {
-    C_ComPtr<IDirect3DDevice9> device;
-    if (HookD3D::createDummyDevice(device.put()).isError())
-        device.reset();
-    return device;
-}
-
-inline C_ComPtr<IDirect3DSurface9> makeRenderTarget(IDirect3DDevice9* device, UINT width, UINT height,
-                                                    D3DFORMAT format = D3DFMT_X8R8G8B8) {
+// A render target, or in any other pool a plain surface.
+inline C_ComPtr<IDirect3DSurface9> makeSurface(IDirect3DDevice9* device, UINT width, UINT height,
+                                               D3DPOOL pool = D3DPOOL_DEFAULT,
+                                               D3DFORMAT format = D3DFMT_X8R8G8B8) {
     C_ComPtr<IDirect3DSurface9> surface;
-    if (FAILED(device->CreateRenderTarget(width, height, format, D3DMULTISAMPLE_NONE, 0, FALSE, surface.put(),
-                                          nullptr)))
+    const HRESULT hr =
+        pool == D3DPOOL_DEFAULT
+            ? device->CreateRenderTarget(width, height, format, D3DMULTISAMPLE_NONE, 0, FALSE, surface.put(),
+                                         nullptr)
+            : device->CreateOffscreenPlainSurface(width, height, format, pool, surface.put(), nullptr);
+    if (FAILED(hr))
         surface.reset();
     return surface;
-}
-
-inline C_ComPtr<IDirect3DSurface9> makeSystemMemorySurface(IDirect3DDevice9* device, UINT width, UINT height,
-                                                           D3DFORMAT format = D3DFMT_X8R8G8B8) {
-    C_ComPtr<IDirect3DSurface9> surface;
-    if (FAILED(device->CreateOffscreenPlainSurface(width, height, format, D3DPOOL_SYSTEMMEM, surface.put(),
-                                                   nullptr)))
-        surface.reset();
-    return surface;
-}
-
-inline bool fill(IDirect3DDevice9* device, IDirect3DSurface9* surface, D3DCOLOR color,
-                 const RECT* rect = nullptr) {
-    return SUCCEEDED(device->ColorFill(surface, rect, color));
-}
-
-// The pixel at (x, y) of an X8R8G8B8 render target as 0x00RRGGBB, or 0xFFFFFFFF on failure.
-inline uint32_t pixelAt(IDirect3DDevice9* device, IDirect3DSurface9* renderTarget, UINT x, UINT y) {
-    D3DSURFACE_DESC desc = {};
-    D3DLOCKED_RECT locked = {};
-    if (FAILED(renderTarget->GetDesc(&desc)))
-        return 0xFFFFFFFFu;
-    C_ComPtr<IDirect3DSurface9> copy = makeSystemMemorySurface(device, desc.Width, desc.Height, desc.Format);
-    if (!copy || FAILED(device->GetRenderTargetData(renderTarget, copy.get())) ||
-        FAILED(copy->LockRect(&locked, nullptr, D3DLOCK_READONLY)))
-        return 0xFFFFFFFFu;
-    const uint8_t* row = static_cast<const uint8_t*>(locked.pBits) + static_cast<size_t>(y) * locked.Pitch;
-    const uint32_t value = reinterpret_cast<const uint32_t*>(row)[x] & 0x00FFFFFFu;
-    copy->UnlockRect();
-    return value;
 }
 
 }  // namespace d3dtest

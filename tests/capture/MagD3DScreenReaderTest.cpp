@@ -2,7 +2,6 @@
 // stand-in's MagGetWindowFilterList.
 #include <gtest/gtest.h>
 
-#include "MagD3DScreenReader.h"
 #include "ScreenFixture.h"
 
 namespace {
@@ -20,10 +19,6 @@ std::vector<HWND> filterListOf(HWND control) {
     return total < 0 ? std::vector<HWND>{reinterpret_cast<HWND>(-1)} : std::vector<HWND>(list, list + total);
 }
 
-void setFilterListBehindTheReader(HWND control, std::vector<HWND> list) {
-    getMagnificationDll()->magSetWindowFilterList()(control, 0, static_cast<int>(list.size()), list.data());
-}
-
 bool windowAt(HWND window, const RECT& expected) {
     RECT rect = {};
     return GetWindowRect(window, &rect) && EqualRect(&rect, &expected);
@@ -33,29 +28,29 @@ class ReaderWindows : public ScreenFixture {};
 
 }  // namespace
 
-TEST_F(ReaderWindows, SetupRefusesBadArgumentsWithTheExpression) {
-    MagD3DScreenReader reader;
-    auto expectCheck = [&](const VXRect& rect, const std::shared_ptr<VXImage>& image,
-                           const char* expression) {
-        VXResult result = reader.setup(rect, image);
-        EXPECT_EQ(result.code(), VXError::eBadParameter) << expression;
-        EXPECT_NE(text(result).find(std::string("Parameter check \"") + expression + "\" failed"),
-                  std::string::npos)
-            << text(result);
-    };
-    expectCheck(VXRect(50, 10, 10, 50), makeImage(40, 40), "!captureR.isEmpty()");
-    expectCheck(kRect, makeImage(320, 240, 24), "image->getBytesPerPixel() == 4");
-    expectCheck(kRect, makeImage(320, 239), "image->getHeight() == captureR.getHeight()");
-    EXPECT_EQ(reader.getHostWindow(), nullptr) << "no window before a good setup";
-    EXPECT_EQ(reader.readScreen().code(), VXError::ePreconditionFailed);
-}
-
-TEST_F(ReaderWindows, SetupMakesHiddenWindowsThatFollowTheRectangle) {
+TEST_F(ReaderWindows, WindowsFollowEachSetupAndOnlyNewFilterListsAreSent) {
     HWND host = nullptr;
     HWND control = nullptr;
     {
         MagD3DScreenReader reader;
-        ASSERT_EQ(reader.setup(kRect, makeImage(320, 240)).code(), VXError::eNoError);
+        auto expectCheck = [&](const VXRect& rect, const std::shared_ptr<VXImage>& image,
+                               const char* expression) {
+            VXResult result = reader.setup(rect, image);
+            EXPECT_EQ(result.code(), VXError::eBadParameter) << expression;
+            EXPECT_NE(text(result).find(std::string("Parameter check \"") + expression + "\" failed"),
+                      std::string::npos)
+                << text(result);
+        };
+        expectCheck(VXRect(50, 10, 10, 50), makeImage(40, 40), "!captureR.isEmpty()");
+        expectCheck(kRect, makeImage(320, 240, 24), "image->getBytesPerPixel() == 4");
+        expectCheck(kRect, makeImage(320, 239), "image->getHeight() == captureR.getHeight()");
+        EXPECT_EQ(reader.getHostWindow(), nullptr) << "no window before a good setup";
+        EXPECT_EQ(reader.readScreen().code(), VXError::ePreconditionFailed);
+
+        const auto image = makeImage(320, 240);
+        const auto other = makeImage(320, 240);
+        const auto smaller = makeImage(100, 50);
+        ASSERT_EQ(reader.setup(kRect, image).code(), VXError::eNoError);
         host = reader.getHostWindow();
         control = reader.getMagnifierControl();
         ASSERT_TRUE(IsWindow(host) && IsWindow(control));
@@ -65,65 +60,58 @@ TEST_F(ReaderWindows, SetupMakesHiddenWindowsThatFollowTheRectangle) {
         EXPECT_EQ(GetParent(control), host);
         EXPECT_TRUE(windowAt(control, RECT{40, 30, 360, 270}));
 
-        ASSERT_EQ(reader.setup(VXRect(100, 50, 200, 100), makeImage(100, 50)).code(), VXError::eNoError);
+        HWND marker = reinterpret_cast<HWND>(0x9ABC);
+        const std::vector<HWND> ab = {reinterpret_cast<HWND>(0x1234), reinterpret_cast<HWND>(0x5678)};
+        // Each step: the list given, whether the reader passes it on (else a list set behind its
+        // back survives). A fresh reader holds an empty list; empty after non-empty clears once.
+        const struct {
+            std::vector<HWND> list;
+            bool sent;
+        } steps[] = {{{}, false}, {ab, true}, {ab, false}, {{}, true}, {{}, false}};
+        for (const auto& step : steps) {
+            getMagnificationDll()->magSetWindowFilterList()(control, 0, 1, &marker);
+            ASSERT_EQ(reader.setExcludedWindows(step.list).code(), VXError::eNoError);
+            EXPECT_EQ(filterListOf(control), step.sent ? step.list : std::vector<HWND>{marker})
+                << step.list.size();
+        }
+
+        // Above the library's limit: refused with its error, and the list it holds stays.
+        ScopedVariable limit(L"VXMAG_FILTER_LIMIT", L"2");
+        ASSERT_EQ(reader.setExcludedWindows(ab).code(), VXError::eNoError);
+        VXResult result = reader.setExcludedWindows({ab[0], ab[1], ab[0]});
+        EXPECT_EQ(result.code(), VXError::eTooMany);
+        EXPECT_EQ(text(result).rfind("Too many windows supplied[3], Win32 error[50] at ", 0), 0u)
+            << text(result);
+        EXPECT_EQ(filterListOf(control), ab);
+
+        // Moved behind the reader's back: the same rectangle and image leave it there, another
+        // image of the same size does not, another rectangle moves and sizes the same windows.
+        SetWindowPos(host, nullptr, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+        ASSERT_EQ(reader.setup(kRect, image).code(), VXError::eNoError);
+        EXPECT_TRUE(windowAt(host, RECT{0, 0, 320, 240})) << "the same setup does nothing";
+        ASSERT_EQ(reader.setup(kRect, other).code(), VXError::eNoError);
+        EXPECT_TRUE(windowAt(host, RECT{40, 30, 360, 270}));
+        ASSERT_EQ(reader.setup(VXRect(100, 50, 200, 100), smaller).code(), VXError::eNoError);
         EXPECT_EQ(reader.getHostWindow(), host) << "the same windows, moved";
         EXPECT_TRUE(windowAt(control, RECT{100, 50, 200, 100}));
+
+        // The control gone and its class unregistered: the next setup fails and takes the host too.
+        DestroyWindow(control);
+        getMagnificationDll()->magUninitialize()();
+        const VXResult failed = reader.setup(kRect, image);
+        ASSERT_TRUE(getMagnificationDll()->magInitialize()());
+        EXPECT_EQ(text(failed).rfind("Method \"CreateWindow\" returned Win32 error [1411]", 0), 0u)
+            << text(failed);
+        EXPECT_FALSE(IsWindow(host));
+        EXPECT_EQ(reader.getHostWindow(), nullptr);
+        // The last good rectangle and image again: the windows are made anew, not skipped.
+        ASSERT_EQ(reader.setup(VXRect(100, 50, 200, 100), smaller).code(), VXError::eNoError);
+        host = reader.getHostWindow();
+        control = reader.getMagnifierControl();
+        ASSERT_TRUE(IsWindow(control));
+        ASSERT_EQ(reader.setExcludedWindows(ab).code(), VXError::eNoError);
+        EXPECT_EQ(filterListOf(control), ab) << "the new control is given the list again";
     }
     EXPECT_FALSE(IsWindow(control)) << "destruction destroys both windows";
     EXPECT_FALSE(IsWindow(host));
-}
-
-TEST_F(ReaderWindows, SameSetupReturnsEarlyAndAFailedSetupLeavesNoWindows) {
-    MagD3DScreenReader reader;
-    const auto image = makeImage(320, 240);
-    const auto other = makeImage(320, 240);
-    ASSERT_EQ(reader.setup(kRect, image).code(), VXError::eNoError);
-    HWND host = reader.getHostWindow();
-    // Moved behind the reader's back: the same rectangle and image leave it there, another image
-    // of the same size does not.
-    SetWindowPos(host, nullptr, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
-    ASSERT_EQ(reader.setup(kRect, image).code(), VXError::eNoError);
-    EXPECT_TRUE(windowAt(host, RECT{0, 0, 320, 240})) << "the same setup does nothing";
-    ASSERT_EQ(reader.setup(kRect, other).code(), VXError::eNoError);
-    EXPECT_TRUE(windowAt(host, RECT{40, 30, 360, 270}));
-
-    // The control gone and its class unregistered: the next setup fails and takes the host too.
-    DestroyWindow(reader.getMagnifierControl());
-    getMagnificationDll()->magUninitialize()();
-    const VXResult failed = reader.setup(VXRect(0, 0, 100, 50), makeImage(100, 50));
-    ASSERT_TRUE(getMagnificationDll()->magInitialize()());
-    EXPECT_EQ(text(failed).rfind("Method \"CreateWindow\" returned Win32 error [1411]", 0), 0u)
-        << text(failed);
-    EXPECT_FALSE(IsWindow(host));
-    EXPECT_EQ(reader.getHostWindow(), nullptr);
-    // The last good rectangle and image again: the windows are made anew, not skipped.
-    ASSERT_EQ(reader.setup(kRect, other).code(), VXError::eNoError);
-    EXPECT_TRUE(IsWindow(reader.getMagnifierControl()));
-}
-
-TEST_F(ReaderWindows, FilterListIsSentOnlyWhenItChangesAndWithinTheLimit) {
-    MagD3DScreenReader reader;
-    ASSERT_EQ(reader.setup(kRect, makeImage(320, 240)).code(), VXError::eNoError);
-    HWND control = reader.getMagnifierControl();
-    const std::vector<HWND> marker = {reinterpret_cast<HWND>(0x9ABC)};
-    const std::vector<HWND> ab = {reinterpret_cast<HWND>(0x1234), reinterpret_cast<HWND>(0x5678)};
-    // Each step: the list given, whether the reader passes it on (else a list set behind its
-    // back survives). A fresh reader holds an empty list; empty after non-empty clears once.
-    const struct {
-        std::vector<HWND> list;
-        bool sent;
-    } steps[] = {{{}, false}, {ab, true}, {ab, false}, {{}, true}, {{}, false}};
-    for (const auto& step : steps) {
-        setFilterListBehindTheReader(control, marker);
-        ASSERT_EQ(reader.setExcludedWindows(step.list).code(), VXError::eNoError);
-        EXPECT_EQ(filterListOf(control), step.sent ? step.list : marker) << step.list.size();
-    }
-
-    // Above the library's limit: refused with its error, and the list it holds stays.
-    ScopedVariable limit(L"VXMAG_FILTER_LIMIT", L"2");
-    ASSERT_EQ(reader.setExcludedWindows(ab).code(), VXError::eNoError);
-    VXResult result = reader.setExcludedWindows({ab[0], ab[1], ab[0]});
-    EXPECT_EQ(result.code(), VXError::eTooMany);
-    EXPECT_EQ(text(result).rfind("Too many windows supplied[3], Win32 error[50] at ", 0), 0u) << text(result);
-    EXPECT_EQ(filterListOf(control), ab);
 }

@@ -5,20 +5,15 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "support/win32/ScopedEnvironment.h"
-
-#include <cstring>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "HookD3D.h"
 #include "MagD3DScreenReader.h"
 #include "MagnificationDll.h"
-#include "VXImage.h"
-#include "VXRect.h"
 #include "image/ImageTestSupport.h"
 #include "support/ResultText.h"
+#include "support/win32/ScopedEnvironment.h"
 #include "support/win32/SolidWindow.h"
 
 inline void pumpMessages() {
@@ -65,12 +60,7 @@ protected:
     }
     // Pixel (x, y) of the image as 0xRRGGBB.
     static uint32_t rgbAt(const VXImage& image, int32_t x, int32_t y) {
-        const uint8_t* pixel = image.getPixelPtr(x, y);
-        if (pixel == nullptr)
-            return 0xFFFFFFFFu;
-        uint32_t value = 0;
-        std::memcpy(&value, pixel, sizeof(value));
-        return value & 0x00FFFFFFu;
+        return image.getPixelPtr(x, y) != nullptr ? imagetest::get32(image, x, y) & 0x00FFFFFFu : 0xFFFFFFFFu;
     }
     static uint32_t rgb(COLORREF color) {
         return GetRValue(color) << 16 | GetGValue(color) << 8 | GetBValue(color);

@@ -43,20 +43,17 @@ inline uint8_t* at(const VXImage& image, int32_t x, int32_t y) {
            static_cast<int64_t>(image.getBytesPerPixel()) * x;
 }
 
-inline uint32_t get32(const VXImage& image, int32_t x, int32_t y) {
-    uint32_t value = 0;
-    std::memcpy(&value, at(image, x, y), 4);
+template <typename Pixel>
+Pixel get(const VXImage& image, int32_t x, int32_t y) {
+    Pixel value = 0;
+    std::memcpy(&value, at(image, x, y), sizeof(value));
     return value;
 }
+constexpr auto get32 = get<uint32_t>;
+constexpr auto get16 = get<uint16_t>;
 
 inline void set32(VXImage& image, int32_t x, int32_t y, uint32_t value) {
     std::memcpy(at(image, x, y), &value, 4);
-}
-
-inline uint16_t get16(const VXImage& image, int32_t x, int32_t y) {
-    uint16_t value = 0;
-    std::memcpy(&value, at(image, x, y), 2);
-    return value;
 }
 
 inline bool contains(const VXResult& result, const char* text) {

@@ -5,21 +5,6 @@
 
 namespace {
 
-TEST(VXColorInfo, SixteenBitTablesExpandEachChannelToEightBits) {
-    VXColorInfo info;
-    ASSERT_TRUE(info.initialize(16).isSuccess());
-    EXPECT_EQ(info.getAllMask(), 0xFFFFu);
-    ASSERT_NE(info.getRedTable(), nullptr);
-    ASSERT_NE(info.getGreenTable(), nullptr);
-    ASSERT_NE(info.getBlueTable(), nullptr);
-    // A 5-6-5 pixel expands through the three tables.
-    const uint32_t pixel = (16u << 11) | (32u << 5) | 8u;
-    const uint32_t rgb = info.getRedTable()[(pixel & info.getRedMask()) >> info.getRedShift()] |
-                         info.getGreenTable()[(pixel & info.getGreenMask()) >> info.getGreenShift()] |
-                         info.getBlueTable()[(pixel & info.getBlueMask()) >> info.getBlueShift()];
-    EXPECT_EQ(rgb, 0x838141u);
-}
-
 TEST(VXColorInfo, MaskTablesSumTheStepInSinglePrecisionAndOnlyUpToSixteenBits) {
     // 25 levels: the summed step lands on 101 at index 10, where 10 x 255 / 25 would give 102.
     LogCapture log;

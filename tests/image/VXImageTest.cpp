@@ -1,21 +1,15 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "VXImage.h"
 #include "support/LogCapture.h"
 
 namespace {
 
 struct Layout {
-    int32_t width;
-    int32_t bitDepth;
-    int32_t bytesPerPixel;
-    int32_t padding;
-    int32_t stride;
+    int32_t width, bitDepth, bytesPerPixel, padding, stride;
 };
 
-TEST(VXImage, StrideRulePadsRowsToFourBytes) {
+TEST(VXImage, StrideRulePadsRowsToFourBytesOnlyWholeWordRowsAreAllocatedAndAccessStaysInside) {
     // Sub-byte and 15-bit rows pad from the floor of the bit count: the odd strides 5 and 9 are kept.
     const Layout layouts[] = {
         {1, 24, 3, 1, 4}, {3, 16, 2, 2, 8}, {32, 15, 1, 0, 64}, {5, 8, 1, 3, 8},
@@ -29,18 +23,14 @@ TEST(VXImage, StrideRulePadsRowsToFourBytes) {
         EXPECT_EQ(image.getBytesPerLine(), l.stride);
         EXPECT_EQ(image.getImageSize(), int64_t{l.stride} * 7);
     }
-}
 
-TEST(VXImage, AllocateRefusesRowsThatDoNotAddUpToWholeWords) {
     LogCapture log;
     VXImage odd(10, 1, 1);  // stride 5
     const VXResult r = odd.allocate();
     EXPECT_EQ(r.code(), VXError::eBadParameter);
     EXPECT_NE(utf8(r.message()).find("Error returned at VXImage::allocate"), std::string::npos);
     EXPECT_TRUE(log.contains("VXImage::allocate(): image size is not DWORD aligned"));
-}
 
-TEST(VXImage, PixelAndLineAccessStayInsideTheImage) {
     uint8_t* pointer = nullptr;
     VXImage image(3, 2, 24);  // stride 12 (9 + 3)
     ASSERT_TRUE(image.allocate().isSuccess());

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "ImageTestSupport.h"
-#include "VXImageUtils.h"
 
 namespace {
 
@@ -31,13 +30,6 @@ protected:
         imagetest::fillRandom(*dst, 1);
         imagetest::fillRandom(*src, 2);
     }
-    VXResult blendOne(uint32_t source, uint32_t destination, uint32_t& result) {
-        set32(*src, 0, 0, source);
-        set32(*dst, 0, 0, destination);
-        const VXResult r = VXImageUtils::composite(dst, VXRect(0, 0, 1, 1), src, VXPoint(0, 0));
-        result = get32(*dst, 0, 0);
-        return r;
-    }
     std::shared_ptr<VXImage> dst;
     std::shared_ptr<VXImage> src;
 };
@@ -49,10 +41,10 @@ TEST_F(VXImageUtilsComposite, PackedRedBlueEqualsBlendingEachChannelAlone) {
         for (int s = 0; s < 256; s += 15) {
             for (int d = 0; d < 256; d += 17) {
                 // Red and blue move in opposite directions so that every borrow is exercised.
-                const uint32_t source = argb(static_cast<uint32_t>(a), s, 255 - s, 255 - s);
-                const uint32_t destination = argb(0x42, d, d, 255 - d);
-                uint32_t result = 0;
-                ASSERT_TRUE(blendOne(source, destination, result).isSuccess());
+                set32(*src, 0, 0, argb(static_cast<uint32_t>(a), s, 255 - s, 255 - s));
+                set32(*dst, 0, 0, argb(0x42, d, d, 255 - d));
+                ASSERT_TRUE(VXImageUtils::composite(dst, VXRect(0, 0, 1, 1), src, VXPoint(0, 0)).isSuccess());
+                const uint32_t result = get32(*dst, 0, 0);
                 ASSERT_EQ(channel(result, 16), blendedChannel(s, d, a))
                     << "red a=" << a << " s=" << s << " d=" << d;
                 ASSERT_EQ(channel(result, 8), blendedChannel(255 - s, d, a)) << "green a=" << a;
@@ -63,7 +55,7 @@ TEST_F(VXImageUtilsComposite, PackedRedBlueEqualsBlendingEachChannelAlone) {
     }
 }
 
-TEST_F(VXImageUtilsComposite, AlphaImageAndColourTableSourcesAndTheOtherDestinations) {
+TEST_F(VXImageUtilsComposite, AlphaImagePaletteAndPremultipliedSourcesAndRefusedDestinations) {
     // An alpha image overrides the source's own alpha, read at the source position.
     const auto alpha = makeImage(4, 3, 8);
     imagetest::fillBytes(*alpha, 0);
@@ -82,9 +74,17 @@ TEST_F(VXImageUtilsComposite, AlphaImageAndColourTableSourcesAndTheOtherDestinat
     set32(*dst, 3, 2, argb(0x01, 0x00, 0x40, 0x40));
     ASSERT_TRUE(VXImageUtils::composite(dst, VXRect(3, 2, 4, 3), indexed, VXPoint(0, 0), alpha).isSuccess());
     EXPECT_EQ(get32(*dst, 3, 2), argb(0x01, 0xFE, 0x00, 0x00));
-}
 
-TEST_F(VXImageUtilsComposite, RefusesDestinationsItCannotBlendInto) {
+    // Premultiplied: the destination is scaled by the rest of alpha and the source added.
+    set32(*dst, 0, 0, argb(0x99, 200, 200, 10));
+    set32(*dst, 1, 0, argb(0x98, 200, 0, 255));
+    set32(*src, 0, 0, argb(128, 100, 0, 64));  // k = 127
+    set32(*src, 1, 0, argb(0, 200, 0, 0));     // k = 255: 200 * 255 >> 8 = 199, + 200 wraps
+    ASSERT_TRUE(VXImageUtils::compositePremultipliedSrc(dst, VXRect(0, 0, 2, 1), src, VXPoint()).isSuccess());
+    EXPECT_EQ(get32(*dst, 0, 0), argb(0x99, 99 + 100, 99, 4 + 64));
+    EXPECT_EQ(get32(*dst, 1, 0), argb(0x98, (199 + 200) & 0xFF, 0, 254));
+
+    // 16-bit destinations are refused; 24-bit ones take no alpha image.
     const VXRect all(0, 0, 4, 3);
     const VXResult deep16 = VXImageUtils::composite(makeImage(4, 3, 16), all, src, VXPoint());
     EXPECT_EQ(deep16.code(), VXError::eBadParameter);
@@ -94,18 +94,6 @@ TEST_F(VXImageUtilsComposite, RefusesDestinationsItCannotBlendInto) {
         VXImageUtils::composite(makeImage(4, 3, 24), all, src, VXPoint(), makeImage(4, 3, 8));
     EXPECT_EQ(deep24.code(), VXError::eNotImplemented);
     EXPECT_TRUE(contains(deep24, "24 bit destination"));
-}
-
-TEST(VXImageUtilsPremultiplied, DestinationIsScaledByTheRestOfAlphaAndSourceAdded) {
-    const auto dst = makeImage(2, 1, 32);
-    const auto src = makeImage(2, 1, 32);
-    set32(*dst, 0, 0, argb(0x99, 200, 200, 10));
-    set32(*dst, 1, 0, argb(0x98, 200, 0, 255));
-    set32(*src, 0, 0, argb(128, 100, 0, 64));  // k = 127
-    set32(*src, 1, 0, argb(0, 200, 0, 0));     // k = 255: 200 * 255 >> 8 = 199, + 200 wraps
-    ASSERT_TRUE(VXImageUtils::compositePremultipliedSrc(dst, VXRect(0, 0, 2, 1), src, VXPoint()).isSuccess());
-    EXPECT_EQ(get32(*dst, 0, 0), argb(0x99, 99 + 100, 99, 4 + 64));
-    EXPECT_EQ(get32(*dst, 1, 0), argb(0x98, (199 + 200) & 0xFF, 0, 254));
 }
 
 TEST(VXImageUtilsAlpha, SetApplyAndZeroAlpha) {

@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <cstring>
 
 #include "ImageTestSupport.h"
-#include "VXImageUtils.h"
 
 namespace {
 
@@ -27,7 +26,7 @@ TEST(VXImageUtilsCreate, DimensionsUpTo65536AreAcceptedAndOneMoreIsNot) {
     }
 }
 
-TEST(VXImageUtilsCopy, OverlappingRectsOfOneImageAndPaddedRowsCopyExactly) {
+TEST(VXImageUtilsCopy, OverlappingRectsPaddedRowsAndAnEmptySourceRectCopyExactly) {
     // Shift a 24-bit image (padded rows) right by one pixel within itself.
     const auto image = makeImage(5, 3, 24);
     imagetest::fillRandom(*image, 9);
@@ -39,9 +38,8 @@ TEST(VXImageUtilsCopy, OverlappingRectsOfOneImageAndPaddedRowsCopyExactly) {
         EXPECT_EQ(std::memcmp(imagetest::at(*image, 0, y), imagetest::at(*before, 0, y), 3), 0) << y;
         EXPECT_EQ(imagetest::at(*image, 0, y)[15], imagetest::at(*before, 0, y)[15]) << "padding, row " << y;
     }
-}
 
-TEST(VXImageUtilsCopy, EmptySourceRectCopiesTheWholeSource) {
+    // An empty source rectangle stands for the whole source.
     const auto src = makeImage(3, 2, 32);
     imagetest::fillRandom(*src, 11);
     const auto dst = makeImage(5, 4, 32);

@@ -1,24 +1,24 @@
 #include <gtest/gtest.h>
 
 #include "ImageTestSupport.h"
-#include "VXImageUtils.h"
 
 namespace {
 
 using imagetest::contains;
 using imagetest::makeImage;
 
-// Two equal 8 x 6 images; the second then differs at (5,2) and, in its alpha byte only, at (2,4).
+using Search = VXResult (*)(const std::shared_ptr<VXImage>&, const std::shared_ptr<VXImage>&, int32_t,
+                            int32_t, int32_t&);
+const Search left = VXImageUtils::findLeftMostDifference, right = VXImageUtils::findRightMostDifference;
+const Search top = VXImageUtils::findTopMostDifference, bottom = VXImageUtils::findBottomMostDifference;
+
+// Two equal 8 x 6 images.
 class VXImageUtilsSearch : public testing::Test {
 protected:
     void SetUp() override {
         image1 = makeImage(8, 6, 32);
         imagetest::fillRandom(*image1, 21);
         ASSERT_TRUE(VXImageUtils::createCopy(image1, image2).isSuccess());
-    }
-    void makeDifferences() {
-        imagetest::at(*image2, 5, 2)[0] ^= 0x01;
-        imagetest::at(*image2, 2, 4)[3] ^= 0x80;
     }
     std::shared_ptr<VXImage> image1;
     std::shared_ptr<VXImage> image2;
@@ -36,60 +36,37 @@ TEST_F(VXImageUtilsSearch, CompareOrdersByTheFirstDifferingByte) {
     EXPECT_EQ(VXImageUtils::compare(image2, image1).code(), VXStatus::eGreaterThan);
 
     const VXResult sizes = VXImageUtils::compare(image1, makeImage(8, 5, 32));
-    EXPECT_TRUE(sizes.isError());
     EXPECT_TRUE(contains(sizes, "### VXImageUtils::compare() -- sizes do not match [8,6] vs [8,5]"));
 }
 
-TEST_F(VXImageUtilsSearch, SearchesFindTheOuterDifferencesOfTheBand) {
-    using Search = VXResult (*)(const std::shared_ptr<VXImage>&, const std::shared_ptr<VXImage>&, int32_t,
-                                int32_t, int32_t&);
-    const Search left = VXImageUtils::findLeftMostDifference, right = VXImageUtils::findRightMostDifference;
-    const Search top = VXImageUtils::findTopMostDifference, bottom = VXImageUtils::findBottomMostDifference;
+// Left and right are checked against a plain byte search, at every depth, by the image utilities
+// fuzz target; it only calls top and bottom.
+TEST_F(VXImageUtilsSearch, TopAndBottomFindTheOuterDifferencesAndSearchesRefuseBandsOutsideTheFirst) {
     int32_t at = 99;
-    EXPECT_EQ(left(image1, image2, 0, 6, at).code(), VXStatus::eNo);
+    EXPECT_EQ(top(image1, image2, 0, 8, at).code(), VXStatus::eNo);
     EXPECT_EQ(at, -1);
-    makeDifferences();
-    struct Case {
+    imagetest::at(*image2, 5, 2)[0] ^= 0x01;
+    imagetest::at(*image2, 2, 4)[3] ^= 0x80;  // the alpha byte only
+    const struct {
         Search search;
-        int32_t first;
-        int32_t count;
-        int32_t expected;  // -1: none in the band
-    };
-    const Case cases[] = {{left, 0, 6, 2},   {right, 0, 6, 5},  {left, 3, 3, 2},
-                          {right, 3, 3, 2},  {left, 5, 1, -1},  {top, 0, 8, 2},
-                          {bottom, 0, 8, 4}, {bottom, 3, 5, 2}, {top, 6, 2, -1}};
-    for (const Case& c : cases) {
+        int32_t first, count, expected;  // expected -1: none in the band
+    } cases[] = {{top, 0, 8, 2}, {bottom, 0, 8, 4}, {bottom, 3, 5, 2}, {top, 6, 2, -1}};
+    for (const auto& c : cases) {
         at = 99;
         const VXResult r = c.search(image1, image2, c.first, c.count, at);
         EXPECT_EQ(r.code(), c.expected < 0 ? VXStatus::eNo : VXStatus::eYes) << c.first << "+" << c.count;
         EXPECT_EQ(at, c.expected) << c.first << "+" << c.count;
     }
 
-    // Three bytes a pixel: byte 11 is the last of pixel 3, byte 12 the first of pixel 4.
-    const auto a = makeImage(7, 2, 24);
-    imagetest::fillBytes(*a, 0);
-    std::shared_ptr<VXImage> b;
-    ASSERT_TRUE(VXImageUtils::createCopy(a, b).isSuccess());
-    imagetest::at(*b, 3, 0)[2] = 1;
-    imagetest::at(*b, 4, 1)[0] = 1;
-    ASSERT_EQ(left(a, b, 0, 2, at).code(), VXStatus::eYes);
-    EXPECT_EQ(at, 3);
-    ASSERT_EQ(right(a, b, 0, 2, at).code(), VXStatus::eYes);
-    EXPECT_EQ(at, 4);
-}
-
-TEST_F(VXImageUtilsSearch, SearchesRefuseImagesAndBandsOutsideTheFirst) {
+    // Images and bands outside the first are refused.
     const auto taller = makeImage(8, 7, 32);
-    int32_t at = 0;
-    EXPECT_EQ(VXImageUtils::findLeftMostDifference(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
-    EXPECT_EQ(VXImageUtils::findRightMostDifference(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
-    EXPECT_EQ(VXImageUtils::findBottomMostDifference(image1, taller, 0, 1, at).code(),
-              VXError::eBadParameter);
-    const VXResult top = VXImageUtils::findTopMostDifference(image1, taller, 0, 1, at);
-    EXPECT_EQ(top.code(), VXError::eBadParameter);
-    EXPECT_TRUE(
-        contains(top, "VXImage::findTopMostDifference() image not fully conatined by this image at origin"));
-    const VXResult band = VXImageUtils::findLeftMostDifference(image1, image2, 4, 3, at);
+    for (const Search search : {left, right, bottom})
+        EXPECT_EQ(search(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
+    const VXResult outside = top(image1, taller, 0, 1, at);
+    EXPECT_EQ(outside.code(), VXError::eBadParameter);
+    EXPECT_TRUE(contains(
+        outside, "VXImage::findTopMostDifference() image not fully conatined by this image at origin"));
+    const VXResult band = left(image1, image2, 4, 3, at);
     EXPECT_EQ(band.code(), VXError::eBadParameter);
     EXPECT_TRUE(
         contains(band, "VXImageUtils::findLeftMostDifference() lines outside of images(s) [4|7] [6|6]"));

@@ -4,10 +4,11 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <vector>
 
 #include "ImageTestSupport.h"
-#include "VXImageUtils.h"
 #include "VXImageWin32.h"
 #include "VXSubImage.h"
 
@@ -26,59 +27,34 @@ std::shared_ptr<VXImageWin32> allocated(int32_t width, int32_t height, int32_t d
     return image;
 }
 
-TEST(VXImageWin32Allocate, BitmapInfoFollowsTheDepthAndHandlesAreCounted) {
+TEST(VXImageWin32Allocate, FactoryMakesDibSectionsWithBitmapInfoByDepthAndCountedHandles) {
     const int32_t remaining = VXImageWin32::handlesRemaining();
-    {
-        const auto image = allocated(100, 50, 32);
-        const BITMAPINFOHEADER& h = image->getBitmapInfo()->bmiHeader;
-        EXPECT_EQ(h.biHeight, -50);  // top-down
-        EXPECT_EQ(h.biSizeImage, 20000u);
-        DIBSECTION section = {};
-        ASSERT_EQ(GetObjectW(static_cast<HBITMAP>(image->getHandle()), sizeof(section), &section),
-                  static_cast<int>(sizeof(section)));
-        EXPECT_EQ(section.dsBm.bmBits, image->getBits());
-        EXPECT_EQ(section.dsBm.bmWidthBytes, image->getBytesPerLine());
-        EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining + 1);
-        EXPECT_EQ(image->allocate().code(), VXError::eExists);
-    }
+    VXImageWin32::installFactory();
+    std::shared_ptr<VXImage> made;
+    const VXResult r = VXImageUtils::createImage(VXSize(100, 50), 32, nullptr, made);
+    VXImage::setFactory(nullptr);
+    ASSERT_TRUE(r.isSuccess()) << r.message().toUtf8();
+    auto image = std::dynamic_pointer_cast<VXImageWin32>(made);
+    made.reset();
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->getBitmapInfo()->bmiHeader.biHeight, -50);  // top-down
+    DIBSECTION section = {};
+    ASSERT_EQ(GetObjectW(static_cast<HBITMAP>(image->getHandle()), sizeof(section), &section),
+              static_cast<int>(sizeof(section)));
+    EXPECT_EQ(section.dsBm.bmBits, image->getBits());
+    EXPECT_EQ(section.dsBm.bmWidthBytes, image->getBytesPerLine());
+    EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining + 1);
+    EXPECT_EQ(image->allocate().code(), VXError::eExists);
+    image.reset();
     EXPECT_EQ(VXImageWin32::handlesRemaining(), remaining);
 
     const auto sixteen = allocated(3, 2, 16);
     EXPECT_EQ(sixteen->getBitmapInfo()->bmiHeader.biCompression, static_cast<DWORD>(BI_BITFIELDS));
-    uint32_t masks[3];
-    std::memcpy(masks, sixteen->getBitmapInfo()->bmiColors, sizeof(masks));
-    EXPECT_EQ(masks[0], 0xF800u);
-    EXPECT_EQ(masks[2], 0x001Fu);
-}
-
-TEST(VXImageWin32ColorTable, EightBitTableIsWrittenIntoTheDibAndReadBack) {
-    const auto image = allocated(4, 2, 8);
-    const BITMAPINFO* info = image->getBitmapInfo();
-    EXPECT_EQ(info->bmiHeader.biClrUsed, 256u);
-    EXPECT_EQ(std::memcmp(info->bmiColors, VXColorInfo::fixedPalette(), 1024), 0);
-
-    // A new table reaches the DIB itself: a colour info made from the bitmap sees it.
-    auto grey = std::make_shared<VXColorInfo>(static_cast<uint8_t>(8), 0u, 0u, 0u, 0u);
-    std::vector<uint32_t> ramp(256);
-    for (uint32_t i = 0; i < 256; ++i)
-        ramp[i] = i * 0x010101u;
-    ASSERT_TRUE(grey->setColorTable(ramp.data(), 256).isSuccess());
-    image->setColorInfo(grey);
-    const VXResult fromBitmap = image->createColorInfoFromBitmap();
-    ASSERT_TRUE(fromBitmap.isSuccess()) << fromBitmap.message().toUtf8();
-    ASSERT_NE(image->getColorInfo(), grey);
-    EXPECT_EQ(std::memcmp(image->getColorInfo()->getColorTable(), ramp.data(), 1024), 0);
-
-    // And drawing an index shows its table colour.
-    imagetest::fillBytes(*image, 0x40);
-    const auto canvas = allocated(4, 2, 32);
-    HDC dc = CreateCompatibleDC(nullptr);
-    const HGDIOBJ old = SelectObject(dc, static_cast<HBITMAP>(canvas->getHandle()));
-    ASSERT_TRUE(image->draw(dc, VXPoint(0, 0)).isSuccess());
-    GdiFlush();
-    EXPECT_EQ(get32(*canvas, 3, 1) & 0x00FFFFFFu, 0x00404040u);
-    SelectObject(dc, old);
-    DeleteDC(dc);
+    const uint32_t masks[3] = {0xF800, 0x07E0, 0x001F};
+    EXPECT_EQ(std::memcmp(sixteen->getBitmapInfo()->bmiColors, masks, sizeof(masks)), 0);
+    const auto eight = allocated(4, 2, 8);
+    EXPECT_EQ(eight->getBitmapInfo()->bmiHeader.biClrUsed, 256u);
+    EXPECT_EQ(std::memcmp(eight->getBitmapInfo()->bmiColors, VXColorInfo::fixedPalette(), 1024), 0);
 }
 
 // A 32-bit canvas selected into a memory context: the target of draw and blend.
@@ -89,17 +65,15 @@ protected:
         dc = CreateCompatibleDC(nullptr);
         ASSERT_NE(dc, nullptr);
         previous = SelectObject(dc, static_cast<HBITMAP>(canvas->getHandle()));
-        fillCanvas(0x00102030);
+        fillCanvas(0x30);
     }
     void TearDown() override {
         SelectObject(dc, previous);
         DeleteDC(dc);
     }
-    void fillCanvas(uint32_t colour) {
+    void fillCanvas(uint8_t value) {
         GdiFlush();
-        for (int32_t y = 0; y < 8; ++y)
-            for (int32_t x = 0; x < 8; ++x)
-                set32(*canvas, x, y, colour);
+        imagetest::fillBytes(*canvas, value);
     }
     uint32_t canvasRgb(int32_t x, int32_t y) {
         GdiFlush();
@@ -110,7 +84,7 @@ protected:
     HGDIOBJ previous = nullptr;
 };
 
-TEST_F(VXImageWin32Drawing, DrawCopiesTheImageToTheRectAndSubImagesDrawFromTheirOrigin) {
+TEST_F(VXImageWin32Drawing, DrawCopiesTheImageToTheRectSubImagesFromTheirOriginIndicesThroughTheTable) {
     const auto image = allocated(4, 4, 32);
     for (int32_t y = 0; y < 4; ++y)
         for (int32_t x = 0; x < 4; ++x)
@@ -119,7 +93,7 @@ TEST_F(VXImageWin32Drawing, DrawCopiesTheImageToTheRectAndSubImagesDrawFromTheir
     for (int32_t y = 0; y < 8; ++y) {
         for (int32_t x = 0; x < 8; ++x) {
             const bool inside = x >= 2 && x < 6 && y >= 3 && y < 7;
-            const uint32_t expected = inside ? get32(*image, x - 2, y - 3) & 0x00FFFFFFu : 0x00102030u;
+            const uint32_t expected = inside ? get32(*image, x - 2, y - 3) & 0x00FFFFFFu : 0x00303030u;
             EXPECT_EQ(canvasRgb(x, y), expected) << x << "," << y;
         }
     }
@@ -131,10 +105,34 @@ TEST_F(VXImageWin32Drawing, DrawCopiesTheImageToTheRectAndSubImagesDrawFromTheir
     EXPECT_EQ(canvasRgb(0, 0), get32(*image, 1, 2) & 0x00FFFFFFu);
     EXPECT_EQ(canvasRgb(1, 1), get32(*image, 2, 3) & 0x00FFFFFFu);
     EXPECT_EQ(canvasRgb(2, 0), 0u);
+
+    // An 8-bit table given later reaches the DIB itself: a colour info made from the bitmap sees
+    // it, and drawing an index shows its table colour.
+    const auto indexed = allocated(4, 2, 8);
+    auto grey = std::make_shared<VXColorInfo>(static_cast<uint8_t>(8), 0u, 0u, 0u, 0u);
+    std::vector<uint32_t> ramp(256);
+    for (uint32_t i = 0; i < 256; ++i)
+        ramp[i] = i * 0x010101u;
+    ASSERT_TRUE(grey->setColorTable(ramp.data(), 256).isSuccess());
+    indexed->setColorInfo(grey);
+    const VXResult fromBitmap = indexed->createColorInfoFromBitmap();
+    ASSERT_TRUE(fromBitmap.isSuccess()) << fromBitmap.message().toUtf8();
+    ASSERT_NE(indexed->getColorInfo(), grey);
+    EXPECT_EQ(std::memcmp(indexed->getColorInfo()->getColorTable(), ramp.data(), 1024), 0);
+
+    imagetest::fillBytes(*indexed, 0x40);
+    ASSERT_TRUE(indexed->draw(dc, VXPoint(0, 0)).isSuccess());
+    EXPECT_EQ(canvasRgb(3, 1), 0x00404040u);
+    EXPECT_EQ(canvasRgb(4, 1), 0u);
 }
 
-TEST_F(VXImageWin32Drawing, BlendMixesByEachSourcePixelsAlpha) {
-    fillCanvas(0x00000000);
+TEST_F(VXImageWin32Drawing, BlendMixesByEachSourcePixelsAlphaAndRefusesOtherDepths) {
+    const VXResult depth = allocated(4, 4, 24)->blend(dc, VXRect(0, 0, 4, 4), VXPoint(0, 0));
+    EXPECT_EQ(depth.code(), VXError::eBadStatus);
+    EXPECT_TRUE(contains(depth, "The source must be a 32-bit image"));
+    EXPECT_EQ(canvasRgb(0, 0), 0x00303030u);
+
+    fillCanvas(0);
     const auto image = allocated(4, 4, 32);
     imagetest::fillBytes(*image, 0);
     set32(*image, 2, 2, 0x80FF8040);  // half: 7F 40 20
@@ -148,36 +146,33 @@ TEST_F(VXImageWin32Drawing, BlendMixesByEachSourcePixelsAlpha) {
     EXPECT_EQ(canvasRgb(7, 5), 0u);
 }
 
-TEST_F(VXImageWin32Drawing, BlendRefusesOtherDepths) {
-    const auto deep24 = allocated(4, 4, 24);
-    const VXResult depth = deep24->blend(dc, VXRect(0, 0, 4, 4), VXPoint(0, 0));
-    EXPECT_EQ(depth.code(), VXError::eBadStatus);
-    EXPECT_TRUE(contains(depth, "The source must be a 32-bit image"));
-    EXPECT_EQ(canvasRgb(0, 0), 0x00102030u);
+std::vector<uint8_t> savedBytes(const std::shared_ptr<VXImage>& image, const char* name) {
+    const std::filesystem::path file = std::filesystem::temp_directory_path() / name;
+    const VXResult r = VXImageUtils::saveToFile(image, VXString::fromWide(file.c_str()));
+    EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
+    std::ifstream in(file, std::ios::binary);
+    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    in.close();
+    std::filesystem::remove(file);
+    return bytes;
 }
 
-// A 3 x 2 24-bit .bmp, stored bottom row first as the format has it.
-std::filesystem::path writeBmp() {
-    const std::filesystem::path file = std::filesystem::temp_directory_path() / "vx_imagewin32_load.bmp";
-    const uint8_t top[12] = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0, 0, 0};
+TEST(VXImageWin32Files, BmpLoadsBottomUpAndBottomUpImagesSaveTopRowFirstAndViewThroughTheirRows) {
+    // A 3 x 2 24-bit .bmp, stored bottom row first as the format has it.
     const uint8_t bottom[12] = {0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19, 0, 0, 0};
+    const uint8_t top[12] = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0, 0, 0};
     const BITMAPINFOHEADER header = {sizeof(BITMAPINFOHEADER), 3, 2, 1, 24, BI_RGB, 24, 0, 0, 0, 0};
     const DWORD offset = sizeof(BITMAPFILEHEADER) + sizeof(header);
     const BITMAPFILEHEADER fileHeader = {0x4D42, offset + 24, 0, 0, offset};
+    const std::filesystem::path file = std::filesystem::temp_directory_path() / "vx_imagewin32_load.bmp";
     FILE* out = _wfopen(file.c_str(), L"wb");
-    if (out == nullptr)
-        return {};
+    ASSERT_NE(out, nullptr);
     fwrite(&fileHeader, sizeof(fileHeader), 1, out);
     fwrite(&header, sizeof(header), 1, out);
     fwrite(bottom, 12, 1, out);
     fwrite(top, 12, 1, out);
     fclose(out);
-    return file;
-}
 
-TEST(VXImageWin32Load, BitmapFileBecomesABottomUpImageReadTopDown) {
-    const std::filesystem::path file = writeBmp();
-    ASSERT_FALSE(file.empty());
     VXImageWin32 image;
     const VXResult r = image.load(VXString::fromWide(file.c_str()));
     std::filesystem::remove(file);
@@ -187,23 +182,8 @@ TEST(VXImageWin32Load, BitmapFileBecomesABottomUpImageReadTopDown) {
     ASSERT_NE(image.getPixelPtr(2, 1), nullptr);
     EXPECT_EQ(image.getPixelPtr(0, 0)[2], 0x03);
     EXPECT_EQ(image.getPixelPtr(2, 1)[0], 0x17);
-}
 
-std::vector<uint8_t> savedBytes(const std::shared_ptr<VXImage>& image, const char* name) {
-    const std::filesystem::path file = std::filesystem::temp_directory_path() / name;
-    const VXResult r = VXImageUtils::saveToFile(image, VXString::fromWide(file.c_str()));
-    EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
-    std::vector<uint8_t> bytes(static_cast<size_t>(std::filesystem::file_size(file)));
-    FILE* in = _wfopen(file.c_str(), L"rb");
-    if (in != nullptr) {
-        EXPECT_EQ(fread(bytes.data(), 1, bytes.size(), in), bytes.size());
-        fclose(in);
-    }
-    std::filesystem::remove(file);
-    return bytes;
-}
-
-TEST(VXImageWin32Save, BottomUpImageIsSavedTopRowFirstAndViewedThroughItsRows) {
+    // A bottom-up image of our own, saved and viewed.
     auto upward = std::make_shared<VXImageWin32>(5, 3, 32);
     upward->setBottomUp(true);
     ASSERT_TRUE(upward->allocate().isSuccess());
@@ -230,17 +210,6 @@ TEST(VXImageWin32Save, BottomUpImageIsSavedTopRowFirstAndViewedThroughItsRows) {
     EXPECT_EQ(upward->setBits(other, false).code(), VXError::eNotInitialized);  // the bitmap exists
     EXPECT_EQ(upward->getPixelPtr(0, 0)[0], 0);
     VXImage::freeBits(other);
-}
-
-TEST(VXImageWin32Factory, InstalledFactoryMakesDibImages) {
-    VXImageWin32::installFactory();
-    std::shared_ptr<VXImage> capture;
-    const VXResult made = VXImageUtils::createImage(VXSize(6, 3), 32, nullptr, capture);
-    VXImage::setFactory(nullptr);
-    ASSERT_TRUE(made.isSuccess()) << made.message().toUtf8();
-    const auto* dib = dynamic_cast<VXImageWin32*>(capture.get());
-    ASSERT_NE(dib, nullptr);
-    EXPECT_NE(dib->getHandle(), nullptr);
 }
 
 }  // namespace
