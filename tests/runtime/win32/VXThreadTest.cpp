@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <thread>
 
 #include "LogText.h"
 #include "VXRuntimeSwitches.h"
@@ -75,32 +74,27 @@ TEST_F(VXThreadTest, InfiniteJoinReportsADeadlockOnceAndKeepsWaitingUnlessSwitch
     VXRuntimeSwitches::setDeadlockTimeoutMs(kTestDeadlockMs);
     for (const bool watched : {true, false}) {
         VXRuntimeSwitches::setThreadJoinDeadlockDetection(watched);
-        VXThread thread(u"slow", untilStopped());
         LogCapture log;
-        ASSERT_TRUE(thread.start().isSuccess());
-        // Stopped once the report is out; unwatched, well past the time-out.
-        const auto reported = [&] {
-            for (const VXString& line : log.linesAsWritten())
-                if (line.find(u"Current thread return address: 0x") >= 0)
-                    return true;
-            return false;
-        };
-        std::thread stopper([&] {
-            for (uint32_t waited = 0;
-                 waited < (watched ? 60000 : 4 * kTestDeadlockMs) && !(watched && reported()); waited += 20)
+        // Ends once the report is out; unwatched, well past the time-out.
+        VXThread thread(u"slow", [&](VXEvent&, VXEvent&) {
+            for (uint32_t waited = 0; waited < (watched ? 60000 : 4 * kTestDeadlockMs); waited += 20) {
+                if (watched && log.contains("Current thread return address: 0x"))
+                    break;
                 Sleep(20);
-            thread.stop();
+            }
+            return VXResult(VXError::eNoError);
         });
+        ASSERT_TRUE(thread.start().isSuccess());
         EXPECT_EQ(thread.join().code(), VXError::eNoError);
-        stopper.join();
+        const std::vector<std::string> lines = log.lines();
         const std::string expected =
             vxFormat(
                 u"Deadlock detected while waiting on thread \"slow\" with handle 0x%p and thread id 0x%08X",
                 thread.handle(), thread.threadId())
                 .toUtf8();
-        EXPECT_EQ(countLines(log.lines(), "Deadlock detected"), watched ? 1 : 0);
-        EXPECT_EQ(countLines(log.lines(), expected), watched ? 1 : 0) << expected;
-        EXPECT_EQ(countLines(log.lines(), "Current thread return address: 0x"), watched ? 1 : 0);
+        EXPECT_EQ(countLines(lines, "Deadlock detected"), watched ? 1 : 0);
+        EXPECT_EQ(countLines(lines, expected), watched ? 1 : 0) << expected;
+        EXPECT_EQ(countLines(lines, "Current thread return address: 0x"), watched ? 1 : 0);
     }
 }
 
