@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <locale>
+#include <tuple>
 
 #ifdef _WIN32
 #include <windows.h>
@@ -164,29 +165,22 @@ TEST(VXString, ParsingAndSearching) {
     EXPECT_NE(utf8(VXString(u"x1").toInt(10, v).message()).find("String \"x1\" not a number in"),
               std::string::npos);
     EXPECT_EQ(v, 99);  // untouched on failure
-    const struct {
-        const char16_t* text;
-        int32_t radix;
-        int32_t value;
-    } good[] = {{u"-7", 10, -7},
-                {u"12ab", 10, 12},
-                {u"  ff", 16, 255},
-                {u"-zz", 36, -1295},
-                {u"99999999999", 10, INT32_MAX}};
-    for (const auto& c : good) {
-        ASSERT_TRUE(VXString(c.text).toInt(c.radix, v).isSuccess()) << utf8(c.text);
-        EXPECT_EQ(v, c.value) << utf8(c.text);
+    const std::tuple<const char16_t*, int32_t, int32_t> good[] = {{u"-7", 10, -7},
+                                                                  {u"12ab", 10, 12},
+                                                                  {u"  ff", 16, 255},
+                                                                  {u"-zz", 36, -1295},
+                                                                  {u"99999999999", 10, INT32_MAX}};
+    for (const auto& [text, radix, value] : good) {
+        ASSERT_TRUE(VXString(text).toInt(radix, v).isSuccess()) << utf8(text);
+        EXPECT_EQ(v, value) << utf8(text);
     }
 
     VXString s(u"hello world");
     VXString out;
     ASSERT_TRUE(s.substr(6, out).isSuccess());
     EXPECT_EQ(utf8(out), "world");
-    ASSERT_TRUE(s.substr(0, 5, out).isSuccess());
-    EXPECT_EQ(utf8(out), "hello");
     EXPECT_TRUE(s.substr(12, out).isError());
     EXPECT_TRUE(log.contains("Bounds check failed in VXString::substr(int32)"));
-    EXPECT_TRUE(s.substr(8, 4, out).isError());
 
     VXString r(u"a.b.c");
     ASSERT_TRUE(r.replaceFirst(u".", u"..").isSuccess());  // replacement containing the search text
