@@ -19,28 +19,20 @@ public:
         _dataReady = CreateEventW(nullptr, FALSE, FALSE, L"DBWIN_DATA_READY");
         _mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, kBufferSize,
                                       L"DBWIN_BUFFER");
-        _view = _mapping != nullptr
-                    ? static_cast<const char*>(MapViewOfFile(_mapping, FILE_MAP_READ, 0, 0, 0))
-                    : nullptr;
-        _ok = !taken && _bufferReady != nullptr && _dataReady != nullptr && _view != nullptr;
-        if (_ok)
+        _view = static_cast<const char*>(MapViewOfFile(_mapping, FILE_MAP_READ, 0, 0, 0));
+        if (!taken && _bufferReady != nullptr && _dataReady != nullptr && _view != nullptr)
             _thread = std::thread([this] { run(); });
     }
     ~DebugOutputMonitor() {
         _stop = true;
         if (_thread.joinable())
             _thread.join();
-        if (_view != nullptr)
-            UnmapViewOfFile(_view);
-        for (HANDLE h : {_mapping, _dataReady, _bufferReady}) {
-            if (h != nullptr)
-                CloseHandle(h);
-        }
+        UnmapViewOfFile(_view);  // null handles and views are refused harmlessly
+        for (HANDLE h : {_mapping, _dataReady, _bufferReady})
+            CloseHandle(h);
     }
-    DebugOutputMonitor(const DebugOutputMonitor&) = delete;
-    DebugOutputMonitor& operator=(const DebugOutputMonitor&) = delete;
 
-    bool ok() const { return _ok; }
+    bool ok() const { return _thread.joinable(); }
     std::string textOf(DWORD processId) const {
         std::lock_guard<std::mutex> guard(_lock);
         const auto it = _text.find(processId);
@@ -49,21 +41,17 @@ public:
 
 private:
     static constexpr DWORD kBufferSize = 4096;
-    static constexpr DWORD kPollMs = 50;
-
     void run() {
         SetEvent(_bufferReady);
         while (!_stop) {
-            if (WaitForSingleObject(_dataReady, kPollMs) != WAIT_OBJECT_0)
+            if (WaitForSingleObject(_dataReady, 50) != WAIT_OBJECT_0)  // looks at _stop between waits
                 continue;
             DWORD processId = 0;
             std::memcpy(&processId, _view, sizeof(processId));
             const char* text = _view + sizeof(DWORD);
-            const size_t length = strnlen(text, kBufferSize - sizeof(DWORD));
-            {
-                std::lock_guard<std::mutex> guard(_lock);
-                _text[processId].append(text, length);
-            }
+            std::unique_lock<std::mutex> guard(_lock);
+            _text[processId].append(text, strnlen(text, kBufferSize - sizeof(DWORD)));
+            guard.unlock();
             SetEvent(_bufferReady);
         }
     }
@@ -72,7 +60,6 @@ private:
     HANDLE _dataReady = nullptr;
     HANDLE _mapping = nullptr;
     const char* _view = nullptr;
-    bool _ok = false;
     std::atomic<bool> _stop{false};
     std::thread _thread;
     mutable std::mutex _lock;

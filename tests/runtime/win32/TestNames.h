@@ -4,15 +4,10 @@
 #include <windows.h>
 
 #include <atomic>
-#include <string>
 
 #include "VXString.h"
 
 inline VXString uniqueName(const char16_t* what) {
     static std::atomic<int> counter{0};
     return vxFormat(u"VXTest_%u_%d_%s", static_cast<uint32_t>(GetCurrentProcessId()), ++counter, what);
-}
-
-inline std::wstring wide(const VXString& s) {
-    return std::wstring(s.wstr());
 }

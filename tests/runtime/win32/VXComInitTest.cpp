@@ -1,11 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <windows.h>
-
 #include <objbase.h>
 
-#include <functional>
-#include <string>
 #include <thread>
 
 #include "VXComInit.h"
@@ -13,79 +9,54 @@
 
 namespace {
 
-void onNewThread(const std::function<void()>& body) {
-    std::thread(body).join();
-}
-
-APTTYPE apartment() {
-    APTTYPE type = APTTYPE_CURRENT;
-    APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
-    return SUCCEEDED(CoGetApartmentType(&type, &qualifier)) ? type : APTTYPE_CURRENT;
-}
-
-bool singleThreaded() {
-    return apartment() == APTTYPE_STA || apartment() == APTTYPE_MAINSTA;
-}
-
-// S_OK: COM was not up on this thread.
-bool comWasDown() {
+// The calling thread's apartment: 'S' single-threaded, 'M' multithreaded, '-' COM not up.
+char apartment() {
     const HRESULT hr = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     if (SUCCEEDED(hr))
         CoUninitialize();
-    return hr == S_OK;
+    return hr == S_OK ? '-' : (hr == S_FALSE ? 'M' : 'S');
 }
 
-TEST(VXComInit, EachModeBringsUpItsApartmentAndAClashIsLogged) {
+TEST(VXComInit, EachModeBringsUpItsApartmentAndTheScopeUndoesOnlyWhatItDid) {
     LogCapture log;
-    onNewThread([] {
-        initializeCom(VXComMode::eApartmentThreaded);
-        EXPECT_TRUE(singleThreaded());
-        CoUninitialize();
-    });
-    onNewThread([] {
+    const struct {
+        const char* name;
+        int32_t mode;
+        bool singleThreadedBefore;
+        bool initialized;
+        char during;
+        char after;
+    } rows[] = {{"apartment", VXComMode::eApartmentThreaded, false, true, 'S', '-'},
+                {"multithreaded", VXComMode::eMultiThreaded, false, true, 'M', '-'},
+                {"ole", VXComMode::eOle, false, true, 'S', '-'},
+                {"no such mode", 5, false, false, '-', '-'},
+                {"clash with the thread's own start-up", VXComMode::eMultiThreaded, true, false, 'S', 'S'}};
+    for (const auto& row : rows) {
+        std::thread([&row] {
+            if (row.singleThreadedBefore) {
+                ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
+            }
+            {
+                VXComScope scope(row.mode);
+                EXPECT_EQ(scope.isInitialized(), row.initialized) << row.name;
+                EXPECT_EQ(apartment(), row.during) << row.name;
+            }
+            EXPECT_EQ(apartment(), row.after) << row.name;
+            if (row.singleThreadedBefore)
+                CoUninitialize();
+        }).join();
+    }
+    std::thread([] {
         initializeCom(VXComMode::eMultiThreaded);
-        EXPECT_EQ(apartment(), APTTYPE_MTA);
+        EXPECT_EQ(apartment(), 'M');
         CoUninitialize();
-    });
-    onNewThread([] {
-        initializeCom(5);  // no such mode: nothing
-        EXPECT_TRUE(comWasDown());
-    });
-    EXPECT_TRUE(log.lines().empty());
-
-    // A clash with the thread's apartment is logged as the start-up's error.
-    onNewThread([] {
-        initializeCom(VXComMode::eApartmentThreaded);
-        initializeCom(VXComMode::eMultiThreaded);
-        CoUninitialize();
-    });
+    }).join();
+    // Only the clash is logged, as the start-up's error.
     const std::vector<std::string> lines = log.bodies();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].substr(0, 3), "E: ");
     EXPECT_NE(lines[0].find("<winmain.cpp> initializeCom - CoInitializeEx() failed"), std::string::npos)
         << lines[0];
-}
-
-TEST(VXComInit, ScopeUndoesOnlyWhatItDid) {
-    LogCapture log;
-    onNewThread([] {
-        {
-            VXComScope scope(VXComMode::eOle);
-            EXPECT_TRUE(scope.isInitialized());
-        }
-        EXPECT_TRUE(comWasDown());
-    });
-    onNewThread([] {
-        ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-        {
-            VXComScope scope(VXComMode::eMultiThreaded);
-            EXPECT_FALSE(scope.isInitialized());
-        }
-        // The thread's own start-up is still in place.
-        EXPECT_TRUE(singleThreaded());
-        CoUninitialize();
-    });
-    EXPECT_EQ(log.lines().size(), 1u);
 }
 
 }  // namespace

@@ -23,19 +23,16 @@ EXCEPTION_RECORD record(uint32_t code, const void* address, std::vector<ULONG_PT
     return r;
 }
 
-TEST(VXDebugException, UnknownCodeAndAddressAreNamedAsSuch) {
+TEST(VXDebugException, CodeAndModuleAndForAccessFaultsTheAccessAndTheAddress) {
     LogCapture log;
     VXDebug::logException(record(0x12345678, reinterpret_cast<const void*>(0x10)));
     EXPECT_EQ(messages(log),
               (std::vector<std::string>{"Exception: 12345678 at 0000000000000010 in (unknown module)",
                                         "Unknown exception"}));
-}
-
-TEST(VXDebugException, AccessViolationAndInPageTellTheAccessAndTheAddress) {
     const std::pair<ULONG_PTR, const char*> kinds[] = {
         {0, "reading"}, {1, "writing"}, {8, "executing"}, {3, "accessing"}};
     for (const auto& [kind, text] : kinds) {
-        LogCapture log;
+        log.clear();
         VXDebug::logException(record(EXCEPTION_ACCESS_VIOLATION, nullptr, {kind, 0xBADF00D}));
         VXDebug::logException(record(EXCEPTION_IN_PAGE_ERROR, nullptr, {kind, 0x1234, 0xC000009C}));
         const std::vector<std::string> m = messages(log);
@@ -45,55 +42,42 @@ TEST(VXDebugException, AccessViolationAndInPageTellTheAccessAndTheAddress) {
     }
 }
 
-// Continues the test's own raised exceptions after the first-chance log has seen them.
-class FirstChanceLog : public ::testing::Test {
-protected:
-    static LONG CALLBACK resume(EXCEPTION_POINTERS* exception) {
-        if (!sRaising)
-            return EXCEPTION_CONTINUE_SEARCH;
-        sAddress = exception->ExceptionRecord->ExceptionAddress;
+// Raises code and continues it after the first-chance log (installed first) has seen it;
+// returns the address it was raised at.
+void* raiseAndContinue(uint32_t code) {
+    static void* address = nullptr;
+    PVOID resumer = AddVectoredExceptionHandler(0, [](EXCEPTION_POINTERS* exception) -> LONG {
+        address = exception->ExceptionRecord->ExceptionAddress;
         return EXCEPTION_CONTINUE_EXECUTION;
-    }
-    void SetUp() override { _resumer = AddVectoredExceptionHandler(0, resume); }
-    void TearDown() override {
-        VXCrashHandler::uninstall();
-        RemoveVectoredExceptionHandler(_resumer);
-        RegDeleteKeyValueW(HKEY_CURRENT_USER, kOwnKey, kSwitch);
-    }
-    static void raise(uint32_t code) {
-        sRaising = true;
-        RaiseException(code, 0, 0, nullptr);
-        sRaising = false;
-    }
-
-    static constexpr const wchar_t* kOwnKey = L"SOFTWARE\\Ombrel\\VXRT\\vx_runtime_win32_tests.exe\\";
-    static constexpr const wchar_t* kSwitch = L"DisableFirstChanceExTracking";
-    static inline bool sRaising = false;
-    static inline void* sAddress = nullptr;
-    void* _resumer = nullptr;
-};
-
-TEST_F(FirstChanceLog, HardwareExceptionsAreLoggedOthersAreNot) {
-    VXCrashHandler::install();
-    ASSERT_TRUE(VXCrashHandler::isFirstChanceLogOn());
-    LogCapture log;
-    raise(EXCEPTION_INT_DIVIDE_BY_ZERO);
-    const std::string first = hex16(sAddress);
-    raise(kCppException);
-    raise(0xE000000A);
-    EXPECT_EQ(messages(log),
-              (std::vector<std::string>{"First chance EXCEPTION_INT_DIVIDE_BY_ZERO at " + first}));
+    });
+    RaiseException(code, 0, 0, nullptr);
+    RemoveVectoredExceptionHandler(resumer);
+    return address;
 }
 
-TEST_F(FirstChanceLog, RegistrySwitchTurnsItOff) {
+TEST(VXFirstChanceLog, HardwareExceptionsAreLoggedOthersAreNotAndTheRegistrySwitchTurnsItOff) {
+    const wchar_t* const kOwnKey = L"SOFTWARE\\Ombrel\\VXRT\\vx_runtime_win32_tests.exe\\";
+    const wchar_t* const kSwitch = L"DisableFirstChanceExTracking";
+    VXCrashHandler::install();
+    EXPECT_TRUE(VXCrashHandler::isFirstChanceLogOn());
+    LogCapture log;
+    const std::string first = hex16(raiseAndContinue(EXCEPTION_INT_DIVIDE_BY_ZERO));
+    raiseAndContinue(kCppException);
+    raiseAndContinue(0xE000000A);
+    EXPECT_EQ(messages(log),
+              (std::vector<std::string>{"First chance EXCEPTION_INT_DIVIDE_BY_ZERO at " + first}));
+    VXCrashHandler::uninstall();
+
     const DWORD on = 1;
-    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOwnKey, kSwitch, REG_DWORD, &on, sizeof(on)),
+    EXPECT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOwnKey, kSwitch, REG_DWORD, &on, sizeof(on)),
               ERROR_SUCCESS);
     VXCrashHandler::install();
     EXPECT_FALSE(VXCrashHandler::isFirstChanceLogOn());
-    LogCapture log;
-    raise(EXCEPTION_INT_DIVIDE_BY_ZERO);
+    log.clear();
+    raiseAndContinue(EXCEPTION_INT_DIVIDE_BY_ZERO);
     EXPECT_TRUE(messages(log).empty());
+    VXCrashHandler::uninstall();
+    RegDeleteKeyValueW(HKEY_CURRENT_USER, kOwnKey, kSwitch);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ TEST(VXEvent, ScopesPrefixTheName) {
     }
 }
 
-TEST(VXEvent, SecondCreationJoinsTheEventWithCode2009) {
+TEST(VXEvent, CreationCodesAndSecurity) {
     const VXString name = uniqueName(u"twice");
     VXEvent first(name.c_str(), false);
     VXEvent second(name.c_str(), false);
@@ -28,21 +28,17 @@ TEST(VXEvent, SecondCreationJoinsTheEventWithCode2009) {
     ASSERT_TRUE(second.set().isSuccess());
     EXPECT_EQ(first.isSignaled().code(), VXStatus::eYes);
     EXPECT_EQ(second.wait(0).code(), VXError::eTimeout);
-}
 
-TEST(VXEvent, FailedCreationWarnsKeepsTheMappedCodeAndWaitsFail) {
-    const VXString name = uniqueName(u"taken");
-    HANDLE mutex = CreateMutexW(nullptr, FALSE, name.wstr());  // the name is taken by another kind
+    const VXString taken = uniqueName(u"taken");
+    HANDLE mutex = CreateMutexW(nullptr, FALSE, taken.wstr());  // the name is taken by another kind
     LogCapture log;
-    VXEvent event(name.c_str(), true);
-    EXPECT_EQ(event.handle(), nullptr);
-    EXPECT_EQ(event.creationCode(), VXError::eBadHandle);
-    EXPECT_TRUE(log.contains("Failed to create VXEvent \"" + utf8(name) + "\". Last error = 6"));
-    EXPECT_EQ(text(event.wait(0)).rfind("Method \"WaitForSingleObject\" returned Win32 error [6].", 0), 0u);
+    VXEvent refused(taken.c_str(), true);
+    EXPECT_EQ(refused.handle(), nullptr);
+    EXPECT_EQ(refused.creationCode(), VXError::eBadHandle);
+    EXPECT_TRUE(log.contains("Failed to create VXEvent \"" + utf8(taken) + "\". Last error = 6"));
+    EXPECT_EQ(text(refused.wait(0)).rfind("Method \"WaitForSingleObject\" returned Win32 error [6].", 0), 0u);
     CloseHandle(mutex);
-}
 
-TEST(VXEvent, OnlyTheOpenSecurityScopeGetsANullDacl) {
     auto hasNullDacl = [](const VXEvent& event) {
         PSECURITY_DESCRIPTOR descriptor = nullptr;
         BOOL present = FALSE, defaulted = FALSE;
@@ -54,7 +50,7 @@ TEST(VXEvent, OnlyTheOpenSecurityScopeGetsANullDacl) {
         LocalFree(descriptor);
         return isNull;
     };
-    EXPECT_TRUE(hasNullDacl(VXEvent(uniqueName(u"dacl").c_str(), false, VXSync::eScopeOpen)));
+    EXPECT_TRUE(hasNullDacl(first));  // the default scope is the open one
     EXPECT_FALSE(hasNullDacl(VXEvent(uniqueName(u"dacl").c_str(), false, VXSync::eScopeLocal)));
 }
 
