@@ -1,7 +1,7 @@
 // Crashes on purpose. Modes: access-violation (with a real dump), terminate, pure-virtual,
 // purecall-handler, invalid-parameter, second-thread (another thread crashes
 // while the first crash is reported), handler-fault (the log faults while the crash is being
-// reported), missing-dbghelp; all but the first find no dump library.
+// reported); all but the first find no dump library.
 #include <windows.h>
 
 #include <cstdint>
