@@ -2,16 +2,25 @@
 
 #include <windows.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "LogText.h"
 #include "VXCrashDebug.h"
 #include "VXCrashHandler.h"
+#include "support/LogCapture.h"
 
 namespace {
 
 constexpr uint32_t kCppException = 0xE06D7363;
+
+// An address as the log prints it.
+std::string hex16(const void* p) {
+    char text[20];
+    std::snprintf(text, sizeof(text), "%016llX",
+                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(p)));
+    return text;
+}
 
 EXCEPTION_RECORD record(uint32_t code, const void* address, std::vector<ULONG_PTR> information = {}) {
     EXCEPTION_RECORD r{};

@@ -7,16 +7,16 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <regex>
 #include <string>
 #include <vector>
 
-#include "DebugOutputMonitor.h"
-#include "LogText.h"
+#include "DebugOutputReader.h"
 #include "VXDumpFile.h"
 #include "VXDumpText.h"
+#include "support/LogCapture.h"
 #include "support/ResultText.h"
-#include "support/win32/ChildProcess.h"
 
 namespace {
 
@@ -24,47 +24,52 @@ constexpr DWORD kChildTimeoutMs = 180000;
 constexpr DWORD kRuntimeTerminate = 0xE0000004;
 
 struct ChildRun {
-    DWORD processId = 0;
     DWORD exitCode = 0;
     std::filesystem::file_time_type started;
     std::vector<std::string> lines;
 };
 
-// Runs the crash child in a mode and collects its debug output, one entry per log line, waiting
-// for the line the mode ends with: the last lines may still be on their way after the child ends.
-ChildRun runChild(const wchar_t* mode, const char* lastLine) {
+std::wstring besideTest(const wchar_t* file) {
+    wchar_t path[MAX_PATH];
+    const std::wstring test(path, GetModuleFileNameW(nullptr, path, MAX_PATH));
+    return test.substr(0, test.find_last_of(L'\\') + 1) + file;
+}
+
+// Runs the crash child in a mode and collects its debug output through the host's reader, which
+// hands on everything the child wrote before it ended.
+ChildRun runChild(const wchar_t* mode) {
     ChildRun run;
-    DebugOutputMonitor monitor;
-    EXPECT_TRUE(monitor.ok()) << "the debug output buffer is taken";
-    std::wstring command = L"\"" + ChildProcess::besideTest(L"vx_crash_child.exe") + L"\" " + mode;
+    std::string output;
+    std::unique_ptr<Vistrel::DebugOutputReader> reader;
+    const VXResult opened =
+        Vistrel::DebugOutputReader::open([&output](std::string&& text) { output += text; }, reader);
+    std::wstring command = L"\"" + besideTest(L"vx_crash_child.exe") + L"\" " + mode;
     run.started = std::filesystem::file_time_type::clock::now() - std::chrono::seconds(2);
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                        &process)) {
-        ADD_FAILURE() << "CreateProcess failed: " << GetLastError();
+    if (!opened.isSuccess() || !CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE,
+                                               CREATE_SUSPENDED, nullptr, nullptr, &startup, &process)) {
+        ADD_FAILURE() << text(opened) << " CreateProcess: " << GetLastError();
         return run;
     }
+    reader->watch(process.dwProcessId, process.hProcess);
+    ResumeThread(process.hThread);
     EXPECT_EQ(WaitForSingleObject(process.hProcess, kChildTimeoutMs), WAIT_OBJECT_0);
+    reader->waitUntilStopped(kChildTimeoutMs);
+    reader.reset();  // the sink is done with the text
     GetExitCodeProcess(process.hProcess, &run.exitCode);
-    run.processId = process.dwProcessId;
     CloseHandle(process.hThread);
     CloseHandle(process.hProcess);
-    std::string text = monitor.textOf(run.processId);
-    for (int waited = 0; text.find(lastLine) == std::string::npos && waited < 20000; waited += 50) {
-        Sleep(50);
-        text = monitor.textOf(run.processId);
-    }
-    for (size_t start = 0, end; start < text.size(); start = end + 1) {
-        end = std::min(text.find('\n', start), text.size());
-        run.lines.push_back(text.substr(start, end - start));
+    for (size_t start = 0, end; start < output.size(); start = end + 1) {
+        end = std::min(output.find('\n', start), output.size());
+        run.lines.push_back(output.substr(start, end - start));
     }
     return run;
 }
 
 TEST(VXCrashChild, AccessViolationLeavesCrashLinesModulesAndADecodableDump) {
-    const ChildRun run = runChild(L"access-violation", "MDUMP END");
+    const ChildRun run = runChild(L"access-violation");
     ASSERT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));
     const std::vector<std::string>& lines = run.lines;
 
@@ -133,7 +138,7 @@ TEST(VXCrashChild, EveryKindOfCrashGivesOneCompleteReport) {
     };
     for (const auto& c : crashes) {
         const std::string mode = text(c.mode);
-        const ChildRun run = runChild(c.mode, "Failed to load dbghelp.dll");
+        const ChildRun run = runChild(c.mode);
         EXPECT_EQ(run.exitCode, c.exitCode) << mode;
         const int crash = findLine(run.lines, "*** Crash ***");
         ASSERT_GE(crash, 0) << mode << "\n" << joinLines(run.lines);
@@ -157,7 +162,7 @@ TEST(VXCrashChild, EveryKindOfCrashGivesOneCompleteReport) {
 }
 
 TEST(VXCrashChild, FaultInsideTheHandlerIsReported) {
-    const ChildRun run = runChild(L"handler-fault", "VXDebugExceptionHandler crashed !");
+    const ChildRun run = runChild(L"handler-fault");
     EXPECT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));
     EXPECT_GE(findLine(run.lines, "VXDebugExceptionHandler crashed !"), 0) << joinLines(run.lines);
 }

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "LogText.h"
 #include "VXDumpFile.h"
 #include "VXDumpText.h"
+#include "support/LogCapture.h"
 
 namespace {
 

@@ -3,12 +3,12 @@
 #include <future>
 #include <thread>
 
-#include "LogText.h"
 #include "TestNames.h"
 #include "VXEvent.h"
 #include "VXGlobalDeadlockEvent.h"
 #include "VXMutex.h"
 #include "VXRuntimeSwitches.h"
+#include "support/LogCapture.h"
 
 namespace {
 

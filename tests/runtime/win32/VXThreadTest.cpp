@@ -2,9 +2,9 @@
 
 #include <future>
 
-#include "LogText.h"
 #include "VXRuntimeSwitches.h"
 #include "VXThread.h"
+#include "support/LogCapture.h"
 
 namespace {
 
