@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 #include <tlhelp32.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
+#include "VistrelExchange.h"
 #include "support/win32/SolidWindow.h"
 
 namespace e2e {
@@ -98,15 +101,42 @@ uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32
     return code;
 }
 
-std::unique_ptr<Vistrel::Host> startHost(const VXRect& rect, bool unitTestMode) {
+std::unique_ptr<Vistrel::Host> startHost(const VXRect& rect, bool unitTestMode, const VXString& logPath) {
     Vistrel::HostOptions options;
     options.captureRect = rect;
-    options.serverPath = stageServer(u"e2e-with-magnifier", true);
+    options.serverPath = stageServer();
     options.unitTestMode = unitTestMode;
+    options.logPath = logPath;
     std::unique_ptr<Vistrel::Host> host;
     const VXResult r = Vistrel::Host::start(options, host);
     EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
     return host;
+}
+
+VistrelStartOptions cStartOptions(const VXString& server, int32_t right, int32_t bottom, bool unitTestMode) {
+    VistrelStartOptions options{};
+    options.size = sizeof(options);
+    options.serverPath = server.wstr();
+    options.right = right;
+    options.bottom = bottom;
+    options.unitTestMode = unitTestMode ? 1 : 0;
+    return options;
+}
+
+void markBlocks(const Vistrel::Host& host) {
+    const Vistrel::SharedObjects& objects = *host.sharedObjects();
+    std::memset(objects.shMemImage->view, kImageMark, Vistrel::imageBlockSize(host.params().captureRect));
+    std::memset(objects.shMemWaitResult->view, kWaitMark, Vistrel::kWaitResultBlockSize);
+}
+
+void expectBlocksMarked(const Vistrel::Host& host) {
+    // How many bytes kept their mark, not the bytes themselves: the image block is megabytes.
+    const uint8_t* image = host.sharedObjects()->shMemImage->view;
+    const uint8_t* wait = host.sharedObjects()->shMemWaitResult->view;
+    const ptrdiff_t imageBytes = Vistrel::imageBlockSize(host.params().captureRect);
+    const ptrdiff_t waitBytes = Vistrel::kWaitResultBlockSize;
+    EXPECT_EQ(std::count(image, image + imageBytes, kImageMark), imageBytes) << "the image block was written";
+    EXPECT_EQ(std::count(wait, wait + waitBytes, kWaitMark), waitBytes) << "the wait block was written";
 }
 
 uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final) {
