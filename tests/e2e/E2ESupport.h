@@ -1,6 +1,4 @@
-// Shared pieces of the end-to-end tests: staging the server with or without the magnifier
-// stand-in, windows with known colours on a thread that keeps them painted, and raw process
-// runs for the start-up failures the host library refuses to produce.
+// Shared pieces of the end-to-end tests: the staged server, hosts on it, windows of known colours.
 #pragma once
 
 #include <windows.h>
@@ -40,7 +38,6 @@ void expectBlocksMarked(const Vistrel::Host& host);
 constexpr uint8_t kImageMark = 0x5A;
 constexpr uint8_t kWaitMark = 0x6B;
 
-// Waits for the server to end; its exit code, the final result in `final`.
 uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final);
 
 // The Vistrel.exe this process started last, found by its parent; 0 when there is none.

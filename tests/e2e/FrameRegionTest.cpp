@@ -2,7 +2,6 @@
 // region names exactly the tiles whose pixels changed, and a frame read in place is the record's.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <vector>
 
 #include "E2ESupport.h"
@@ -28,21 +27,15 @@ std::vector<uint8_t> pixelsOf(const VXImage& image) {
     return pixels;
 }
 
-class FrameRegion : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_TRUE(host = e2e::startHost(kCaptureRect, false)); }
-
-    void captureOk(Vistrel::Capture& capture) {
+TEST(FrameRegion, CoversExactlyTheTilesThatChangedAndZeroCopyFramesMatchCopiedOnes) {
+    e2e::WindowThread windows({{{40, 40, 140, 120}, RGB(200, 30, 30), L"region red"},
+                               {{200, 60, 300, 160}, RGB(30, 30, 200), L"region blue"}});
+    const auto host = e2e::startHost(kCaptureRect, false);
+    ASSERT_TRUE(host);
+    auto captureOk = [&](Vistrel::Capture& capture) {
         ASSERT_TRUE(host->capture({}, false, capture).isSuccess());
         ASSERT_EQ(capture.result.code, 2000) << capture.result.text.toUtf8();
-    }
-
-    e2e::WindowThread windows{{{{40, 40, 140, 120}, RGB(200, 30, 30), L"region red"},
-                               {{200, 60, 300, 160}, RGB(30, 30, 200), L"region blue"}}};
-    std::unique_ptr<Vistrel::Host> host;
-};
-
-TEST_F(FrameRegion, CoversExactlyTheTilesThatChanged) {
+    };
     const int32_t w = kCaptureRect.getWidth();
     const int32_t h = kCaptureRect.getHeight();
     const std::vector<VXRect> whole = {VXRect(0, 0, w, h)};
@@ -77,22 +70,17 @@ TEST_F(FrameRegion, CoversExactlyTheTilesThatChanged) {
     EXPECT_TRUE(capture.updatedRegion.empty());
     ASSERT_NO_FATAL_FAILURE(captureOk(capture));
     EXPECT_EQ(capture.updatedRegion, whole);
-}
 
-TEST_F(FrameRegion, ZeroCopyFramesMatchCopiedFrames) {
-    const std::vector<VXRect> whole = {VXRect(kCaptureRect.getSize())};
-    Vistrel::Capture capture;
-    ASSERT_NO_FATAL_FAILURE(captureOk(capture));
+    // Zero-copy frames of the same desktop as the copied one.
     const std::vector<uint8_t> copied = pixelsOf(*capture.image);
-
     for (const FrameMode mode : {FrameMode::eZeroCopy, FrameMode::eZeroCopyWithRegion}) {
         host->setFrameMode(mode);
         ASSERT_NO_FATAL_FAILURE(captureOk(capture));
         EXPECT_EQ(capture.image->getBits(),
                   host->sharedObjects()->shMemImage->view + SerializeUtils::kImageHeaderSize);
-        EXPECT_EQ(capture.image->getBytesPerLine(), kCaptureRect.getWidth() * 4);
-        EXPECT_EQ(pixelsOf(*capture.image), copied);  // the record itself, and the desktop did not change
-        EXPECT_EQ(capture.updatedRegion, whole);      // nothing to compare with yet
+        EXPECT_EQ(capture.image->getBytesPerLine(), w * 4);
+        EXPECT_EQ(pixelsOf(*capture.image), copied);
+        EXPECT_EQ(capture.updatedRegion, whole);  // nothing to compare with yet
     }
     ASSERT_NO_FATAL_FAILURE(captureOk(capture));
     EXPECT_TRUE(capture.updatedRegion.empty());

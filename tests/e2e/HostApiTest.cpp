@@ -1,9 +1,7 @@
 // The host library as an integrator meets it: the C interface of vistrel_host.dll (frames,
-// frame modes, monitors, failures), and the security of the named objects it creates.
-#include <aclapi.h>
+// frame modes, monitors, failures).
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sddl.h>
 
 #include <cstddef>
 #include <cstring>
@@ -172,80 +170,6 @@ TEST(HostCApi, FailuresCarryTheirText) {
     options.right = options.left;
     EXPECT_EQ(vistrel_host_start(&options, &host), VISTREL_BAD_PARAMETER);
     vistrel_host_close(host);
-}
-
-std::string sidText(PSID sid) {
-    wchar_t* textSid = nullptr;
-    if (sid == nullptr || !ConvertSidToStringSidW(sid, &textSid))
-        return "?";
-    const std::string s = text(textSid);
-    LocalFree(textSid);
-    return s;
-}
-
-// The parts of an object's security the host sets, as text: owner, DACL entries, label.
-std::string describeSecurity(HANDLE object) {
-    PSID owner = nullptr;
-    ACL* acls[2] = {};
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    const DWORD error =
-        GetSecurityInfo(object, SE_KERNEL_OBJECT,
-                        OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION,
-                        &owner, nullptr, &acls[0], &acls[1], &descriptor);
-    if (error != ERROR_SUCCESS)
-        return "GetSecurityInfo failed: " + std::to_string(error);
-    std::string out = "owner " + sidText(owner);
-    for (int which = 0; which < 2; ++which) {
-        out += which == 0 ? "; dacl:" : "; sacl:";
-        for (DWORD i = 0; acls[which] != nullptr && i < acls[which]->AceCount; ++i) {
-            ACCESS_ALLOWED_ACE* ace = nullptr;  // allowed and label entries share one layout
-            GetAce(acls[which], i, reinterpret_cast<void**>(&ace));
-            out += text(vxFormat(u" [%u %X ", uint32_t{ace->Header.AceType}, uint32_t{ace->Mask})) +
-                   sidText(&ace->SidStart) + "]";
-        }
-    }
-    LocalFree(descriptor);
-    return out;
-}
-
-// The SID a token's TOKEN_USER or TOKEN_MANDATORY_LABEL begins with, as text.
-std::string tokenSid(TOKEN_INFORMATION_CLASS kind) {
-    HANDLE token = nullptr;
-    OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token);
-    std::vector<uint8_t> buffer(256);
-    DWORD size = 0;
-    const bool read =
-        GetTokenInformation(token, kind, buffer.data(), static_cast<DWORD>(buffer.size()), &size);
-    CloseHandle(token);
-    return read ? sidText(reinterpret_cast<SID_AND_ATTRIBUTES*>(buffer.data())->Sid) : "?";
-}
-
-TEST(HostObjectSecurity, EachObjectGrantsOnlyUserAndSystemAndForbidsReadingAndWritingUp) {
-    auto host = e2e::startHost(VXRect(0, 0, 16, 16), true);
-    ASSERT_TRUE(host);
-    Vistrel::Capture capture;
-    // Once answered, the server has opened every object: it must have left them as they were.
-    ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());
-
-    const std::string user = tokenSid(TokenUser);
-    const std::string level = tokenSid(TokenIntegrityLevel);
-    auto expected = [&](uint32_t access) {
-        const std::string mask = text(vxFormat(u"%X", access));
-        // The label: no-write-up | no-read-up.
-        return "owner " + user + "; dacl: [0 " + mask + " " + user + "] [0 " + mask +
-               " S-1-5-18]; sacl: [17 3 " + level + "]";
-    };
-    const Vistrel::Params& p = host->params();
-    for (const VXString* name : {&p.eventStartName, &p.eventCompletedName, &p.exclWndsName,
-                                 &p.captureCursorName, &p.imageName, &p.waitResultName, &p.resultName}) {
-        const bool event = name == &p.eventStartName || name == &p.eventCompletedName;
-        HANDLE h = event ? OpenEventW(READ_CONTROL, FALSE, name->wstr())
-                         : OpenFileMappingW(READ_CONTROL, FALSE, name->wstr());
-        ASSERT_NE(h, nullptr) << name->toUtf8();
-        EXPECT_EQ(describeSecurity(h), expected(event ? EVENT_ALL_ACCESS : SECTION_ALL_ACCESS))
-            << name->toUtf8();
-        CloseHandle(h);
-    }
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
-// Requests answered by the real server: the records it writes, what the captures show, and the
-// loop going on after a refusal or an answer that came after the host gave up.
+// Requests answered by the real server: the records it writes, what the captures show, the loop
+// going on after refusals and late answers, and the named objects left as the host secured them.
+#include <aclapi.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sddl.h>
 
-#include <cstring>
+#include <string>
 #include <vector>
 
 #include "E2ESupport.h"
@@ -20,7 +22,51 @@ constexpr COLORREF kBottomColor = RGB(0x20, 0xC0, 0x40);
 constexpr COLORREF kTopColor = RGB(0xD0, 0x30, 0x90);
 const VXRect kCaptureRect(100, 100, 700, 500);
 
-TEST(ServerExchange, UnitTestModeAnswersWithAnImageRecordOfTheFullRectangle) {
+std::string sidText(PSID sid) {
+    wchar_t* textSid = nullptr;
+    if (sid == nullptr || !ConvertSidToStringSidW(sid, &textSid))
+        return "?";
+    const std::string s = text(textSid);
+    LocalFree(textSid);
+    return s;
+}
+
+// The parts of an object's security the host sets, as text: the owner, then the DACL's
+// entries and the label as [type mask SID].
+std::string describeSecurity(HANDLE object) {
+    PSID owner = nullptr;
+    ACL* acls[2] = {};
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetSecurityInfo(object, SE_KERNEL_OBJECT,
+                        OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION,
+                        &owner, nullptr, &acls[0], &acls[1], &descriptor) != ERROR_SUCCESS)
+        return "GetSecurityInfo failed";
+    std::string out = sidText(owner);
+    for (ACL* acl : acls) {
+        for (DWORD i = 0; acl != nullptr && i < acl->AceCount; ++i) {
+            ACCESS_ALLOWED_ACE* ace = nullptr;  // allowed and label entries share one layout
+            GetAce(acl, i, reinterpret_cast<void**>(&ace));
+            out += text(vxFormat(u" [%u %X ", uint32_t{ace->Header.AceType}, uint32_t{ace->Mask})) +
+                   sidText(&ace->SidStart) + "]";
+        }
+    }
+    LocalFree(descriptor);
+    return out;
+}
+
+// The SID a token's TOKEN_USER or TOKEN_MANDATORY_LABEL begins with, as text.
+std::string tokenSid(TOKEN_INFORMATION_CLASS kind) {
+    HANDLE token = nullptr;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token);
+    std::vector<uint8_t> buffer(256);
+    DWORD size = 0;
+    const bool read =
+        GetTokenInformation(token, kind, buffer.data(), static_cast<DWORD>(buffer.size()), &size);
+    CloseHandle(token);
+    return read ? sidText(reinterpret_cast<SID_AND_ATTRIBUTES*>(buffer.data())->Sid) : "?";
+}
+
+TEST(ServerExchange, UnitTestModeAnswersWithTheFullRectangleAndLeavesEachObjectToUserAndSystemOnly) {
     auto host = e2e::startHost(kCaptureRect, true);
     ASSERT_TRUE(host);
     e2e::markBlocks(*host);
@@ -38,6 +84,27 @@ TEST(ServerExchange, UnitTestModeAnswersWithAnImageRecordOfTheFullRectangle) {
     const uint8_t* wait = host->sharedObjects()->shMemWaitResult->view;
     EXPECT_EQ(std::vector<uint8_t>(wait, wait + 10),
               (std::vector<uint8_t>{0, 0, 0, 0, 0, 0, 0, 0, 0, e2e::kWaitMark}));
+
+    // Once answered, the server has opened every object: it must have left them as the host
+    // made them, for the user and SYSTEM only.
+    const std::string user = tokenSid(TokenUser);
+    const std::string level = tokenSid(TokenIntegrityLevel);
+    auto expected = [&](uint32_t access) {
+        const std::string mask = text(vxFormat(u"%X", access));
+        // The label: no-write-up | no-read-up.
+        return user + " [0 " + mask + " " + user + "] [0 " + mask + " S-1-5-18] [17 3 " + level + "]";
+    };
+    const Vistrel::Params& p = host->params();
+    for (const VXString* name : {&p.eventStartName, &p.eventCompletedName, &p.exclWndsName,
+                                 &p.captureCursorName, &p.imageName, &p.waitResultName, &p.resultName}) {
+        const bool event = name == &p.eventStartName || name == &p.eventCompletedName;
+        HANDLE h = event ? OpenEventW(READ_CONTROL, FALSE, name->wstr())
+                         : OpenFileMappingW(READ_CONTROL, FALSE, name->wstr());
+        ASSERT_NE(h, nullptr) << name->toUtf8();
+        EXPECT_EQ(describeSecurity(h), expected(event ? EVENT_ALL_ACCESS : SECTION_ALL_ACCESS))
+            << name->toUtf8();
+        CloseHandle(h);
+    }
 }
 
 TEST(ServerExchange, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
@@ -71,34 +138,10 @@ TEST(ServerExchange, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
     EXPECT_EQ(e2e::pixelAt(*capture.image, x, y), e2e::rgb(kTopColor));
 }
 
-TEST(ServerExchange, ALateRefusalLeavesTheBlocksAndIsNotTakenForTheNextAnswer) {
-    e2e::ScopedEnvironment limit(L"VXMAG_FILTER_LIMIT", L"1");  // read by the stand-in in the server
-    auto host = e2e::startHost(VXRect(0, 0, 48, 32), false);
-    ASSERT_TRUE(host);
-    Vistrel::Capture capture;
-    ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());
-    ASSERT_EQ(capture.result.code, 2000);
-
-    // Two windows where the stand-in takes one, to a server that answers only after the host
-    // gave up.
-    const DWORD server = e2e::childServer();
-    ASSERT_NE(server, 0u);
-    e2e::setThreadsSuspended(server, true);
-    e2e::markBlocks(*host);
-    EXPECT_EQ(host->capture({0x1234, 0x5678}, false, capture, 300).code(), VXError::eTimeout);
-    e2e::setThreadsSuspended(server, false);
-    Sleep(1000);
-    e2e::expectBlocksMarked(*host);
-
-    for (int request = 0; request < 2; ++request) {
-        ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());
-        EXPECT_EQ(capture.result.code, 2000) << text(capture.result.text);
-        EXPECT_EQ(host->sharedObjects()->shMemImage->view[0], 1) << "the image record is written again";
-    }
-}
-
-TEST(ServerExchange, TheWaitRecordOfContentThatNeverSettlesHoldsRoundsThenMilliseconds) {
+TEST(ServerExchange, TheWaitRecordHoldsRoundsThenMillisecondsAndALateRefusalIsNotTakenForTheNextAnswer) {
+    // Read by the stand-in in the server: content that never settles, one window at most.
     e2e::ScopedEnvironment changing(L"VXMAG_RENDER", L"changing");
+    e2e::ScopedEnvironment limit(L"VXMAG_FILTER_LIMIT", L"1");
     auto host = e2e::startHost(VXRect(0, 0, 200, 100), false);
     ASSERT_TRUE(host);
     Vistrel::Capture capture;
@@ -113,6 +156,21 @@ TEST(ServerExchange, TheWaitRecordOfContentThatNeverSettlesHoldsRoundsThenMillis
     for (int bit = 0; bit < 32; ++bit)
         counter |= (e2e::pixelAt(*capture.image, bit, 0) == 0xFFFFFFu ? 1u : 0u) << bit;
     EXPECT_EQ(capture.wait.iterations + 2, counter);
+
+    // Two windows, refused, from a server that answers only after the host gave up.
+    const DWORD server = e2e::childServer();
+    ASSERT_NE(server, 0u);
+    e2e::setThreadsSuspended(server, true);
+    e2e::markBlocks(*host);
+    EXPECT_EQ(host->capture({0x1234, 0x5678}, false, capture, 300).code(), VXError::eTimeout);
+    e2e::setThreadsSuspended(server, false);
+    Sleep(1000);
+    e2e::expectBlocksMarked(*host);
+    for (int request = 0; request < 2; ++request) {
+        ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());
+        EXPECT_EQ(capture.result.code, 2000) << text(capture.result.text);
+        EXPECT_EQ(host->sharedObjects()->shMemImage->view[0], 1) << "the image record is written again";
+    }
 }
 
 // A failure the capture engine reports, driven by a stand-in switch: the request is answered

@@ -5,6 +5,7 @@
 
 #include "E2ESupport.h"
 #include "SerializeUtils.h"
+#include "SharedProcessMemory.h"
 #include "VistrelExchange.h"
 #include "VistrelHostCommand.h"
 #include "support/ResultText.h"
@@ -40,20 +41,17 @@ TEST(ServerStartup, AStartEventWithoutAHandleEndsTheLoopAtOnceWithExit10) {
     // A mutex holding the event's name: the server's event gets no handle.
     const VXString guid = Vistrel::HostCommand::newGuid();
     HANDLE squatter = CreateMutexW(nullptr, FALSE, (VXString(Vistrel::kEventStartPrefix) + guid).wstr());
-    HANDLE result =
-        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, Vistrel::kResultBlockSize,
-                           (VXString(Vistrel::kResultPrefix) + guid).wstr());
-    ASSERT_TRUE(squatter != nullptr && result != nullptr);
+    ASSERT_NE(squatter, nullptr);
+    std::shared_ptr<SharedProcessMemory> result;
+    ASSERT_TRUE(SharedProcessMemory::create((VXString(Vistrel::kResultPrefix) + guid).c_str(),
+                                            Vistrel::kResultBlockSize, result)
+                    .isSuccess());
     const DWORD start = GetTickCount();
     EXPECT_EQ(runServer(VXRect(0, 0, 32, 32), guid, true), 10u);
     EXPECT_LT(GetTickCount() - start, 20000u) << "not after the request time-out";
-    const void* view = MapViewOfFile(result, FILE_MAP_READ, 0, 0, Vistrel::kResultBlockSize);
     Vistrel::ResultRecord final;
-    ASSERT_NE(SerializeUtils::readResult(static_cast<const uint8_t*>(view), Vistrel::kResultBlockSize, final),
-              nullptr);
+    ASSERT_NE(SerializeUtils::readResult(result->view, Vistrel::kResultBlockSize, final), nullptr);
     EXPECT_THAT(text(final.text), StartsWith("Method \"WaitForSingleObject\" returned Win32 error [6]"));
-    UnmapViewOfFile(view);
-    CloseHandle(result);
     CloseHandle(squatter);
 }
 
