@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -20,8 +19,7 @@ namespace e2e {
 // server's path, or empty after a failure the test has been told of.
 VXString stageServer(const char16_t* folder = u"e2e-with-magnifier", bool withMagnifier = true);
 
-// Runs a program and waits, its output into `outputPath` when one is given; its exit code, or
-// ~0u on failure.
+// Runs a program to its end, its output into `outputPath` if given; its exit code, ~0u on failure.
 uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32_t timeoutMs,
                     const VXString& outputPath = VXString());
 
@@ -38,12 +36,12 @@ void expectBlocksMarked(const Vistrel::Host& host);
 constexpr uint8_t kImageMark = 0x5A;
 constexpr uint8_t kWaitMark = 0x6B;
 
-uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final);
+// Waits for the server to end; its exit code, and its final result in `final`.
+uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final, uint32_t timeoutMs = 30000);
 
-// The Vistrel.exe this process started last, found by its parent; 0 when there is none.
-DWORD childServer();
-// Suspends or resumes every thread of a process: a server that cannot answer for a while.
-void setThreadsSuspended(DWORD processId, bool suspended);
+// Suspends or resumes every thread of the Vistrel.exe this process started last, a server that
+// cannot answer for a while; its process id, 0 when there is none.
+DWORD setServerSuspended(bool suspended);
 
 struct SolidWindow {
     RECT rect;       // screen coordinates

@@ -1,5 +1,4 @@
-// Updated regions and zero-copy frames against the real server and the magnifier stand-in: the
-// region names exactly the tiles whose pixels changed, and a frame read in place is the record's.
+// Updated regions and zero-copy frames from the real server and the magnifier stand-in.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -11,10 +10,6 @@
 
 namespace {
 
-using Vistrel::FrameMode;
-
-using testsupport::changedTiles;
-using testsupport::coveredTiles;
 // Not a multiple of the tile size either way, so the clipped last column and row are covered.
 const VXRect kCaptureRect(0, 0, 330, 210);
 
@@ -36,8 +31,7 @@ TEST(FrameRegion, CoversExactlyTheTilesThatChangedAndZeroCopyFramesMatchCopiedOn
         ASSERT_TRUE(host->capture({}, false, capture).isSuccess());
         ASSERT_EQ(capture.result.code, 2000) << capture.result.text.toUtf8();
     };
-    const int32_t w = kCaptureRect.getWidth();
-    const int32_t h = kCaptureRect.getHeight();
+    const int32_t w = kCaptureRect.getWidth(), h = kCaptureRect.getHeight();
     const std::vector<VXRect> whole = {VXRect(0, 0, w, h)};
     Vistrel::Capture capture;
     ASSERT_NO_FATAL_FAILURE(captureOk(capture));
@@ -57,7 +51,8 @@ TEST(FrameRegion, CoversExactlyTheTilesThatChangedAndZeroCopyFramesMatchCopiedOn
         }
         ASSERT_NO_FATAL_FAILURE(captureOk(capture));
         const std::vector<uint8_t> after = pixelsOf(*capture.image);
-        EXPECT_EQ(coveredTiles(capture.updatedRegion, w, h), changedTiles(before, after, w, h));
+        EXPECT_EQ(testsupport::coveredTiles(capture.updatedRegion, w, h),
+                  testsupport::changedTiles(before, after, w, h));
         EXPECT_FALSE(capture.updatedRegion.empty());
         EXPECT_NE(capture.updatedRegion, whole);
         before = after;
@@ -73,7 +68,7 @@ TEST(FrameRegion, CoversExactlyTheTilesThatChangedAndZeroCopyFramesMatchCopiedOn
 
     // Zero-copy frames of the same desktop as the copied one.
     const std::vector<uint8_t> copied = pixelsOf(*capture.image);
-    for (const FrameMode mode : {FrameMode::eZeroCopy, FrameMode::eZeroCopyWithRegion}) {
+    for (const auto mode : {Vistrel::FrameMode::eZeroCopy, Vistrel::FrameMode::eZeroCopyWithRegion}) {
         host->setFrameMode(mode);
         ASSERT_NO_FATAL_FAILURE(captureOk(capture));
         EXPECT_EQ(capture.image->getBits(),

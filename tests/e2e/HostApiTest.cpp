@@ -1,5 +1,4 @@
-// The host library as an integrator meets it: the C interface of vistrel_host.dll (frames,
-// frame modes, monitors, failures).
+// The C interface of vistrel_host.dll as an integrator meets it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -63,24 +62,21 @@ TEST(HostCApi, OnAReusedIdentifierCaptureRefuseBadRequestsChangeFrameModesAndSee
 
     // A one-element list at the very end of a page, a no-access page behind it: a count above
     // the limit must be refused before a single handle is read.
-    SYSTEM_INFO system;
-    GetSystemInfo(&system);
-    auto* pages = static_cast<uint8_t*>(
-        VirtualAlloc(nullptr, 2 * system.dwPageSize, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+    constexpr size_t kPage = 4096;  // x86-64
+    auto* pages =
+        static_cast<uint8_t*>(VirtualAlloc(nullptr, 2 * kPage, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
     ASSERT_NE(pages, nullptr);
     DWORD old = 0;
-    ASSERT_TRUE(VirtualProtect(pages + system.dwPageSize, system.dwPageSize, PAGE_NOACCESS, &old));
-    auto* last = reinterpret_cast<uint64_t*>(pages + system.dwPageSize - sizeof(uint64_t));
+    ASSERT_TRUE(VirtualProtect(pages + kPage, kPage, PAGE_NOACCESS, &old));
+    auto* last = reinterpret_cast<uint64_t*>(pages + kPage - sizeof(uint64_t));
     *last = 0;
-    const struct {
-        const uint64_t* windows;
-        uint32_t count;
-    } refused[] = {{last, 5000}, {last, VISTREL_MAX_EXCLUDED_WINDOWS + 1}, {nullptr, 3}};
-    for (const auto& request : refused) {
-        EXPECT_EQ(vistrel_host_capture(host, request.windows, request.count, 0, kAnswerTimeoutMs, &frame),
+    const std::pair<const uint64_t*, uint32_t> refused[] = {
+        {last, 5000}, {last, VISTREL_MAX_EXCLUDED_WINDOWS + 1}, {nullptr, 3}};
+    for (const auto& [windows, count] : refused) {
+        EXPECT_EQ(vistrel_host_capture(host, windows, count, 0, kAnswerTimeoutMs, &frame),
                   VISTREL_BAD_PARAMETER)
-            << request.count;
-        EXPECT_TRUE(isCleared(frame)) << request.count;
+            << count;
+        EXPECT_TRUE(isCleared(frame)) << count;
     }
     VirtualFree(pages, 0, MEM_RELEASE);
     // The server is unharmed and a frame of an unknown, smaller layout is not written.
@@ -111,9 +107,8 @@ TEST(HostCApi, OnAReusedIdentifierCaptureRefuseBadRequestsChangeFrameModesAndSee
     EXPECT_EQ(frame.rectCount, 0u) << "nothing changed";
 
     // The server can no longer answer; it is killed while the next request waits.
-    const DWORD serverId = e2e::childServer();
+    const DWORD serverId = e2e::setServerSuspended(true);
     ASSERT_NE(serverId, 0u);
-    e2e::setThreadsSuspended(serverId, true);
     HANDLE process = OpenProcess(PROCESS_TERMINATE, FALSE, serverId);
     ASSERT_NE(process, nullptr);
     std::thread killer([process] {

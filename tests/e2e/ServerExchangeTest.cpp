@@ -57,13 +57,12 @@ std::string describeSecurity(HANDLE object) {
 // The SID a token's TOKEN_USER or TOKEN_MANDATORY_LABEL begins with, as text.
 std::string tokenSid(TOKEN_INFORMATION_CLASS kind) {
     HANDLE token = nullptr;
-    OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token);
-    std::vector<uint8_t> buffer(256);
+    alignas(8) uint8_t buffer[256];
     DWORD size = 0;
-    const bool read =
-        GetTokenInformation(token, kind, buffer.data(), static_cast<DWORD>(buffer.size()), &size);
+    const bool read = OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) &&
+                      GetTokenInformation(token, kind, buffer, sizeof(buffer), &size);
     CloseHandle(token);
-    return read ? sidText(reinterpret_cast<SID_AND_ATTRIBUTES*>(buffer.data())->Sid) : "?";
+    return read ? sidText(reinterpret_cast<SID_AND_ATTRIBUTES*>(buffer)->Sid) : "?";
 }
 
 TEST(ServerExchange, UnitTestModeAnswersWithTheFullRectangleAndLeavesEachObjectToUserAndSystemOnly) {
@@ -112,11 +111,8 @@ TEST(ServerExchange, ExcludedWindowIsAbsentAndWhatLiesBeneathShows) {
         {{kBottomRect, kBottomColor, L"E2E bottom"}, {kTopRect, kTopColor, L"E2E top"}});
     auto host = e2e::startHost(kCaptureRect, false);
     ASSERT_TRUE(host);
-    // Inside the overlap, and inside the top window only, in image coordinates.
-    const int32_t x = 420 - kCaptureRect.getLeft();
-    const int32_t y = 300 - kCaptureRect.getTop();
-    const int32_t topOnlyX = 550 - kCaptureRect.getLeft();
-    const int32_t topOnlyY = 420 - kCaptureRect.getTop();
+    // In image coordinates: (x, y) inside the overlap, the other point inside the top window only.
+    const int32_t x = 420 - 100, y = 300 - 100, topOnlyX = 550 - 100, topOnlyY = 420 - 100;
     Vistrel::Capture capture;
     VXResult r = host->capture({}, false, capture, kAnswerTimeoutMs);
     ASSERT_TRUE(r.isSuccess()) << text(r);
@@ -158,12 +154,10 @@ TEST(ServerExchange, TheWaitRecordHoldsRoundsThenMillisecondsAndALateRefusalIsNo
     EXPECT_EQ(capture.wait.iterations + 2, counter);
 
     // Two windows, refused, from a server that answers only after the host gave up.
-    const DWORD server = e2e::childServer();
-    ASSERT_NE(server, 0u);
-    e2e::setThreadsSuspended(server, true);
+    ASSERT_NE(e2e::setServerSuspended(true), 0u);
     e2e::markBlocks(*host);
     EXPECT_EQ(host->capture({0x1234, 0x5678}, false, capture, 300).code(), VXError::eTimeout);
-    e2e::setThreadsSuspended(server, false);
+    e2e::setServerSuspended(false);
     Sleep(1000);
     e2e::expectBlocksMarked(*host);
     for (int request = 0; request < 2; ++request) {
@@ -173,9 +167,8 @@ TEST(ServerExchange, TheWaitRecordHoldsRoundsThenMillisecondsAndALateRefusalIsNo
     }
 }
 
-// A failure the capture engine reports, driven by a stand-in switch: the request is answered
-// with it, the blocks keep what they held and the server goes on (or, for MagInitialize, ends
-// at start-up with exit 10). FALSE with last error 0 must never read as success.
+// A capture engine failure set off by a stand-in switch: answered, blocks untouched, the server
+// going on (MagInitialize: exit 10 at start-up). FALSE with last error 0 is never success.
 struct EngineFailure {
     const wchar_t* variable;
     const wchar_t* value;

@@ -1,5 +1,4 @@
-// How the server ends when something is wrong before or around the request loop: exit codes
-// and the final result in the result block.
+// How the server ends when something is wrong before or around the request loop.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
