@@ -11,8 +11,6 @@
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
 using Vistrel::SharedObjects;
 
 constexpr uint32_t kPage = 4096;
@@ -77,9 +75,10 @@ TEST(VistrelSharedObjects, SmallerExistingBlockFailsInMapViewOfFileAndEndsCreati
     ASSERT_NE(smallImage, nullptr);
     std::shared_ptr<SharedObjects> objects;
     const VXResult r = SharedObjects::create(*params, objects);
-    EXPECT_THAT(text(r), StartsWith("Method \"MapViewOfFile\" returned Win32 error ["));
+    EXPECT_THAT(text(r), ::testing::StartsWith("Method \"MapViewOfFile\" returned Win32 error ["));
     EXPECT_THAT(text(r),
-                HasSubstr("\n\tError returned at Vistrel::SharedObjects::create, vistrelsharedobjects.cpp:"));
+                ::testing::HasSubstr(
+                    "\n\tError returned at Vistrel::SharedObjects::create, vistrelsharedobjects.cpp:"));
     EXPECT_EQ(objects, nullptr);
     EXPECT_TRUE(mapsAtSize(params->imageName, 64));       // the host's block is left as it was
     EXPECT_FALSE(mapsAtSize(params->waitResultName, 1));  // never created

@@ -7,8 +7,6 @@
 
 namespace {
 
-using ::testing::AllOf;
-using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -38,7 +36,7 @@ TEST(SharedProcessMemory, ChecksArgumentsAndWarnsOfEachFailedReleaseStep) {
     memory.reset();
     for (const char* step : {"Method \"UnmapViewOfFile\" returned Win32 error [",
                              "Method \"CloseHandle\" returned Win32 error [6]"})
-        EXPECT_THAT(log.bodies(), Contains(AllOf(StartsWith("W: "), HasSubstr(step))));
+        EXPECT_THAT(log.bodies(), ::testing::Contains(::testing::AllOf(StartsWith("W: "), HasSubstr(step))));
     VirtualFree(notAView, 0, MEM_RELEASE);
 }
 
