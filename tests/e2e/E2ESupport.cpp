@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 #include <tlhelp32.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
+#include "VistrelExchange.h"
 #include "support/win32/SolidWindow.h"
 
 namespace e2e {
@@ -29,8 +32,7 @@ void removeEarlierRuns(const VXString& bin, uint32_t run) {
         if (!entry.is_directory(ignored) || !name.starts_with(L"e2e-") || name.ends_with(current))
             continue;
         std::error_code failed;
-        const auto written = entry.last_write_time(failed);
-        if (!failed && written < stale)
+        if (entry.last_write_time(failed) < stale && !failed)
             std::filesystem::remove_all(entry.path(), ignored);
     }
 }
@@ -86,11 +88,10 @@ uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32
     if (CreateProcessW(program.wstr(), writable.data(), nullptr, nullptr, output != nullptr, 0, nullptr,
                        nullptr, &startup, &process)) {
         CloseHandle(process.hThread);
-        if (WaitForSingleObject(process.hProcess, timeoutMs) == WAIT_OBJECT_0) {
+        if (WaitForSingleObject(process.hProcess, timeoutMs) == WAIT_OBJECT_0)
             GetExitCodeProcess(process.hProcess, &code);
-        } else {
+        else
             TerminateProcess(process.hProcess, 1);
-        }
         CloseHandle(process.hProcess);
     }
     if (output != nullptr)
@@ -98,52 +99,75 @@ uint32_t runProcess(const VXString& program, const VXString& commandLine, uint32
     return code;
 }
 
-std::unique_ptr<Vistrel::Host> startHost(const VXRect& rect, bool unitTestMode) {
+std::unique_ptr<Vistrel::Host> startHost(const VXRect& rect, bool unitTestMode, const VXString& logPath) {
     Vistrel::HostOptions options;
     options.captureRect = rect;
-    options.serverPath = stageServer(u"e2e-with-magnifier", true);
+    options.serverPath = stageServer();
     options.unitTestMode = unitTestMode;
+    options.logPath = logPath;
     std::unique_ptr<Vistrel::Host> host;
     const VXResult r = Vistrel::Host::start(options, host);
     EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
     return host;
 }
 
-uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final) {
+VistrelStartOptions cStartOptions(const VXString& server, int32_t right, int32_t bottom, bool unitTestMode) {
+    VistrelStartOptions options{};
+    options.size = sizeof(options);
+    options.serverPath = server.wstr();
+    options.right = right;
+    options.bottom = bottom;
+    options.unitTestMode = unitTestMode ? 1 : 0;
+    return options;
+}
+
+void markBlocks(const Vistrel::Host& host) {
+    const Vistrel::SharedObjects& objects = *host.sharedObjects();
+    std::memset(objects.shMemImage->view, kImageMark, Vistrel::imageBlockSize(host.params().captureRect));
+    std::memset(objects.shMemWaitResult->view, kWaitMark, Vistrel::kWaitResultBlockSize);
+}
+
+void expectBlocksMarked(const Vistrel::Host& host) {
+    // How many bytes kept their mark, not the bytes themselves: the image block is megabytes.
+    const uint8_t* image = host.sharedObjects()->shMemImage->view;
+    const uint8_t* wait = host.sharedObjects()->shMemWaitResult->view;
+    const ptrdiff_t imageBytes = Vistrel::imageBlockSize(host.params().captureRect);
+    const ptrdiff_t waitBytes = Vistrel::kWaitResultBlockSize;
+    EXPECT_EQ(std::count(image, image + imageBytes, kImageMark), imageBytes) << "the image block was written";
+    EXPECT_EQ(std::count(wait, wait + waitBytes, kWaitMark), waitBytes) << "the wait block was written";
+}
+
+uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final, uint32_t timeoutMs) {
     uint32_t exitCode = ~0u;
-    const VXResult r = host.waitForExit(30000, exitCode, final);
+    const VXResult r = host.waitForExit(timeoutMs, exitCode, final);
     EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
     return exitCode;
 }
 
-DWORD childServer() {
-    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    PROCESSENTRY32W entry{};
-    entry.dwSize = sizeof(entry);
-    DWORD found = 0;
-    for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry)) {
-        if (entry.th32ParentProcessID == GetCurrentProcessId() &&
-            _wcsicmp(entry.szExeFile, L"Vistrel.exe") == 0)
-            found = entry.th32ProcessID;
+DWORD setServerSuspended(bool suspended) {
+    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS | TH32CS_SNAPTHREAD, 0);
+    PROCESSENTRY32W process{};
+    process.dwSize = sizeof(process);
+    DWORD server = 0;
+    for (BOOL more = Process32FirstW(snapshot, &process); more; more = Process32NextW(snapshot, &process)) {
+        if (process.th32ParentProcessID == GetCurrentProcessId() &&
+            _wcsicmp(process.szExeFile, L"Vistrel.exe") == 0)
+            server = process.th32ProcessID;
     }
-    CloseHandle(snapshot);
-    return found;
-}
-
-void setThreadsSuspended(DWORD processId, bool suspended) {
-    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-    THREADENTRY32 entry{};
-    entry.dwSize = sizeof(entry);
-    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
-        if (entry.th32OwnerProcessID != processId)
-            continue;
-        HANDLE thread = OpenThread(THREAD_SUSPEND_RESUME, FALSE, entry.th32ThreadID);
-        if (thread != nullptr) {
-            suspended ? SuspendThread(thread) : ResumeThread(thread);
-            CloseHandle(thread);
+    THREADENTRY32 thread{};
+    thread.dwSize = sizeof(thread);
+    for (BOOL more = Thread32First(snapshot, &thread); server != 0 && more;
+         more = Thread32Next(snapshot, &thread)) {
+        HANDLE handle = thread.th32OwnerProcessID == server
+                            ? OpenThread(THREAD_SUSPEND_RESUME, FALSE, thread.th32ThreadID)
+                            : nullptr;
+        if (handle != nullptr) {
+            suspended ? SuspendThread(handle) : ResumeThread(handle);
+            CloseHandle(handle);
         }
     }
     CloseHandle(snapshot);
+    return server;
 }
 
 WindowThread::WindowThread(std::vector<SolidWindow> windows) : _windows(std::move(windows)) {
@@ -162,10 +186,9 @@ WindowThread::~WindowThread() {
 void WindowThread::run_() {
     _threadId = GetCurrentThreadId();
     testsupport::registerSolidWindowClass(kWindowClass);
-    for (size_t i = 0; i < _windows.size(); ++i) {
-        const SolidWindow& w = _windows[i];
-        _handles[i] = testsupport::createSolidWindow(kWindowClass, w.rect, w.color, w.title);
-    }
+    for (size_t i = 0; i < _windows.size(); ++i)
+        _handles[i] = testsupport::createSolidWindow(kWindowClass, _windows[i].rect, _windows[i].color,
+                                                     _windows[i].title);
     MSG message;
     PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);  // the queue exists before anyone posts
     SetEvent(_ready);

@@ -9,13 +9,11 @@ TEST(ServerIdle, NoRequestForAMinuteEndsWithTimeoutAndExit10) {
     auto host = e2e::startHost(VXRect(0, 0, 32, 32), true);
     ASSERT_TRUE(host);
     const DWORD start = GetTickCount();
-    uint32_t exitCode = 0;
     Vistrel::ResultRecord final;
-    ASSERT_TRUE(host->waitForExit(120000, exitCode, final).isSuccess());
+    EXPECT_EQ(e2e::exitOf(*host, final, 120000), 10u);
     const DWORD elapsed = GetTickCount() - start;
     EXPECT_GE(elapsed, 59000u);
     EXPECT_LT(elapsed, 90000u);
-    EXPECT_EQ(exitCode, 10u);
     EXPECT_EQ(final.code, 2024);
     const std::string text = final.text.toUtf8();
     EXPECT_NE(text.find("Error returned at Vistrel::serveRequests, "), std::string::npos) << text;

@@ -1,6 +1,6 @@
-// The server's debug output collected by the host: only the server's own lines, the host's
-// marked lines around them, a crash turned into a .dmp beside the log, and a second host
-// that finds the buffer taken.
+// The server's debug output collected by the host: the server's own lines and the host's marked
+// ones, a crash's dump beside the log, and a second host that finds the buffer taken.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,16 +8,19 @@
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <thread>
 
 #include "E2ESupport.h"
 #include "ServerLogText.h"
 #include "VXDumpText.h"
-#include "VistrelExchange.h"
 #include "VistrelHostCommand.h"
 #include "support/ResultText.h"
 #include "vistrel_host.h"
 
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 // A crash dump takes 7 to 24 s under Wine; the grab waits up to 90 s for it.
 constexpr uint32_t kCrashRunTimeoutMs = 180000;
@@ -43,32 +46,10 @@ VXString freshLog(const VXString& server, const char16_t* name) {
     return path;
 }
 
-// Another process of the session writing debug output all the while.
-class Noise {
-public:
-    Noise()
-        : _thread([this] {
-              while (!_stop) {
-                  OutputDebugStringA(kNoise);
-                  ++_written;
-              }
-          }) {}
-    ~Noise() {
-        _stop = true;
-        _thread.join();
-    }
-    uint64_t written() const { return _written; }
-
-private:
-    std::atomic<bool> _stop{false};
-    std::atomic<uint64_t> _written{0};
-    std::thread _thread;
-};
-
 TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
     e2e::ScopedEnvironment failUninitialize(L"VXMAG_FAIL_UNINITIALIZE", L"5");
     e2e::ScopedEnvironment noFilterList(L"VXMAG_FILTER_LIMIT", L"0");
-    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
+    const VXString server = e2e::stageServer();
     const VXString logPath = freshLog(server, u"uninitialize.log");
     std::mutex lock;
     std::vector<std::pair<std::string, bool>> delivered;
@@ -80,10 +61,14 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
     };
 
     const VXString id = VXString(u"e2e-log-") + Vistrel::HostCommand::newGuid();
-    uint64_t noise = 0;
+    std::atomic<uint64_t> noise{0};
     uint32_t processId = 0;
     {
-        Noise writer;
+        // Another process of the session writing debug output all the while.
+        std::jthread writer([&](std::stop_token stop) {
+            for (; !stop.stop_requested(); ++noise)
+                OutputDebugStringA(kNoise);
+        });
         std::unique_ptr<Vistrel::Host> host;
         const VXResult started = Vistrel::Host::startWithOptions(
             server, vxFormat(u"\"/cr 0,0,64,64\" \"/g %s\" \"/ut\" \"/SessionKey s3cr3t\"", id), host, log);
@@ -101,9 +86,8 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
         ASSERT_TRUE(host->sharedObjects()->eventStart->set().isSuccess());
         Vistrel::ResultRecord final;
         EXPECT_EQ(e2e::exitOf(*host, final), 10u);
-        noise = writer.written();
     }
-    EXPECT_GT(noise, 0u);
+    EXPECT_GT(noise.load(), 0u);
 
     // The server wrote one message; it carries the level prefix, the failure and its error. The
     // host's lines are marked as such.
@@ -118,37 +102,28 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
         expectedFile += line + "\n";
     }
     ASSERT_EQ(serverMessages.size(), 1u) << expectedFile;
-    EXPECT_NE(serverMessages[0].find(" PST E: ["), std::string::npos) << serverMessages[0];
-    EXPECT_NE(serverMessages[0].find("Method \"MagUninitialize\" returned Win32 error [5]."),
-              std::string::npos)
-        << serverMessages[0];
+    EXPECT_THAT(serverMessages[0], HasSubstr(" PST E: ["));
+    EXPECT_THAT(serverMessages[0], HasSubstr("Method \"MagUninitialize\" returned Win32 error [5]."));
 
     // The file holds what the callback got, in the same order, and nothing of the noise.
     const std::string file = readAll(logPath);
     EXPECT_EQ(file, expectedFile);
-    EXPECT_EQ(file.find(kNoise), std::string::npos);
-    EXPECT_EQ(file.find("s3cr3t"), std::string::npos);
-    EXPECT_EQ(file.find("SessionKey"), std::string::npos);
+    for (const char* hidden : {kNoise, "s3cr3t", "SessionKey"})
+        EXPECT_EQ(file.find(hidden), std::string::npos) << hidden;
 
     ASSERT_EQ(hostLines.size(), 3u) << file;
-    EXPECT_EQ(
-        hostLines[0].rfind("Server started: \"" + server.toUtf8() + "\" \"/cr 0,0,64,64\" \"/g " + text(id) +
-                               "\" \"/ut\"; "
-                               "process id " +
-                               std::to_string(processId) + "; version ",
-                           0),
-        0u)
-        << hostLines[0];
-    EXPECT_EQ(hostLines[1].rfind("Answer (20", 0), 0u) << hostLines[1];
-    EXPECT_EQ(hostLines[2].rfind("Server ended with exit code 10; final result (2020) ", 0), 0u)
-        << hostLines[2];
-    EXPECT_NE(hostLines[2].find("Failed reading excluded windows"), std::string::npos) << hostLines[2];
+    EXPECT_THAT(hostLines[0],
+                StartsWith("Server started: \"" + server.toUtf8() + "\" \"/cr 0,0,64,64\" \"/g " + text(id) +
+                           "\" \"/ut\"; process id " + std::to_string(processId) + "; version "));
+    EXPECT_THAT(hostLines[1], StartsWith("Answer (20"));
+    EXPECT_THAT(hostLines[2], StartsWith("Server ended with exit code 10; final result (2020) "));
+    EXPECT_THAT(hostLines[2], HasSubstr("Failed reading excluded windows"));
     EXPECT_TRUE(isHostLine(delivered.back().first));
 }
 
 TEST(ServerLog, ACrashOnTheCapturePathLeavesItsLinesAndADumpBesideTheLog) {
     e2e::ScopedEnvironment fault(L"VXMAG_FAULT_SOURCE", L"1");
-    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
+    const VXString server = e2e::stageServer();
     const VXString logPath = freshLog(server, u"crash.log");
     const VXString outputPath = logPath + VXString(u".out");
     const VXString grab = Vistrel::executableFolder() + VXString(u"vistrel-grab.exe");
@@ -159,31 +134,29 @@ TEST(ServerLog, ACrashOnTheCapturePathLeavesItsLinesAndADumpBesideTheLog) {
     EXPECT_EQ(exitCode, 2u) << output;
     // The server dies while answering, or, when writing the dump outlasts the answer's
     // time-out, after it.
-    EXPECT_TRUE(output.find("capture: (3001) Server ended with exit code 3221225477") != std::string::npos ||
-                output.find("server ended with exit code 3221225477 (0xC0000005)") != std::string::npos)
-        << output;
+    EXPECT_THAT(output, ::testing::AnyOf(HasSubstr("capture: (3001) Server ended with exit code 3221225477"),
+                                         HasSubstr("server ended with exit code 3221225477 (0xC0000005)")));
     const VXString dumpPath = Vistrel::ServerLogText::dumpFileName(logPath, 1);
-    EXPECT_NE(output.find("log: " + logPath.toUtf8() + "\r\n"), std::string::npos) << output;
-    EXPECT_NE(output.find("crash dump: " + dumpPath.toUtf8() + "\r\n"), std::string::npos) << output;
+    EXPECT_THAT(output, HasSubstr("log: " + logPath.toUtf8() + "\r\n"));
+    EXPECT_THAT(output, HasSubstr("crash dump: " + dumpPath.toUtf8() + "\r\n"));
 
     const std::string log = readAll(logPath);
     EXPECT_NE(log.find("*** Crash ***"), std::string::npos) << log.substr(0, 4000);
     const size_t exception = log.find("Exception: C0000005 at ");
     ASSERT_NE(exception, std::string::npos);
-    EXPECT_NE(log.substr(exception, log.find('\n', exception) - exception).find("Magnification.dll"),
-              std::string::npos);
-    EXPECT_NE(log.find("ACCESS_VIOLATION while writing 0000000000000010"), std::string::npos);
-    EXPECT_NE(
-        log.find("[host] Server ended with exit code 3221225477 (0xC0000005): EXCEPTION_ACCESS_VIOLATION"),
-        std::string::npos);
+    EXPECT_THAT(log.substr(exception, log.find('\n', exception) - exception), HasSubstr("Magnification.dll"));
+    // Not printed on failure: the log holds the dump.
+    for (const char* line :
+         {"ACCESS_VIOLATION while writing 0000000000000010",
+          "[host] Server ended with exit code 3221225477 (0xC0000005): EXCEPTION_ACCESS_VIOLATION"})
+        EXPECT_NE(log.find(line), std::string::npos) << line;
     const std::vector<VXDumpText::Block> blocks = VXDumpText::findBlocks(log);
     ASSERT_EQ(blocks.size(), 1u);
     std::vector<uint8_t> decoded;
     ASSERT_TRUE(VXDumpText::decodeBlock(blocks[0], decoded).isSuccess());
     const std::string dump = readAll(dumpPath);
-    ASSERT_GE(dump.size(), 4u);
     EXPECT_EQ(dump.substr(0, 4), "MDMP");
-    EXPECT_TRUE(dump.size() == decoded.size() && std::memcmp(dump.data(), decoded.data(), dump.size()) == 0);
+    EXPECT_TRUE(dump == std::string(decoded.begin(), decoded.end())) << "the dump file is the log's block";
 }
 
 void collectLine(void* context, const char* line, int32_t fromHost) {
@@ -192,31 +165,22 @@ void collectLine(void* context, const char* line, int32_t fromHost) {
 
 // The second host comes through the C interface, as a host in another language would.
 TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
-    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
-    Vistrel::HostOptions options;
-    options.captureRect = VXRect(0, 0, 32, 32);
-    options.serverPath = server;
-    options.unitTestMode = true;
-    options.logPath = freshLog(server, u"first.log");
-    std::unique_ptr<Vistrel::Host> first;
-    const VXResult started = Vistrel::Host::start(options, first);
-    ASSERT_TRUE(started.isSuccess()) << text(started);
+    const VXString server = e2e::stageServer();
+    const VXRect rect(0, 0, 32, 32);
+    auto first = e2e::startHost(rect, true, freshLog(server, u"first.log"));
+    ASSERT_TRUE(first);
     EXPECT_TRUE(first->logResult().isSuccess()) << text(first->logResult());
 
     std::vector<std::pair<std::string, bool>> secondLines;
     VistrelHost* second = nullptr;
-    VistrelStartOptions start{};
-    start.size = sizeof(start);
-    start.serverPath = server.wstr();
-    start.right = start.bottom = 32;
-    start.unitTestMode = 1;
+    VistrelStartOptions start = e2e::cStartOptions(server, 32, 32, true);
     start.logCallback = collectLine;
     start.logContext = &secondLines;
     ASSERT_EQ(vistrel_host_start(&start, &second), 2000) << vistrel_host_last_error(second);
     const wchar_t* reason = nullptr;
     EXPECT_EQ(vistrel_host_log_result(second, &reason), 2029);
     const std::string why = text(reason);
-    EXPECT_EQ(why.rfind("The debug output buffer is held by another reader", 0), 0u) << why;
+    EXPECT_THAT(why, StartsWith("The debug output buffer is held by another reader"));
 
     Vistrel::Capture capture;
     ASSERT_TRUE(first->capture({}, false, capture).isSuccess());
@@ -227,18 +191,16 @@ TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
     vistrel_host_close(second);
     // Only the host's own lines: the reason first, the end last.
     ASSERT_EQ(secondLines.size(), 3u);
-    EXPECT_NE(secondLines[0].first.find("[host] " + why), std::string::npos) << secondLines[0].first;
-    EXPECT_NE(secondLines[2].first.find("[host] Server ended with exit code 57005, terminated by the host"),
-              std::string::npos)
-        << secondLines[2].first;
+    EXPECT_THAT(secondLines[0].first, HasSubstr("[host] " + why));
+    EXPECT_THAT(secondLines[2].first,
+                HasSubstr("[host] Server ended with exit code 57005, terminated by the host"));
     for (const auto& line : secondLines)
         EXPECT_TRUE(line.second) << line.first;
 
     // The first gives the buffer back when it is done: a later host collects again.
     first.reset();
-    options.logPath = freshLog(server, u"third.log");
-    std::unique_ptr<Vistrel::Host> third;
-    ASSERT_TRUE(Vistrel::Host::start(options, third).isSuccess());
+    auto third = e2e::startHost(rect, true, freshLog(server, u"third.log"));
+    ASSERT_TRUE(third);
     EXPECT_TRUE(third->logResult().isSuccess()) << text(third->logResult());
 }
 

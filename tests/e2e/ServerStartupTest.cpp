@@ -1,29 +1,38 @@
-// How the server ends when something is wrong before or around the request loop: exit codes
-// and the final result in the result block.
+// How the server ends when something is wrong before or around the request loop.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "E2ESupport.h"
 #include "SerializeUtils.h"
+#include "SharedProcessMemory.h"
 #include "VistrelExchange.h"
 #include "VistrelHostCommand.h"
 #include "support/ResultText.h"
 
 namespace {
 
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
 constexpr uint32_t kExitTimeoutMs = 30000;
 
+// Runs the staged server on the options a host would give it for these objects; its exit code.
+uint32_t runServer(const VXRect& rect, const VXString& guid, bool unitTestMode) {
+    VXString options;
+    EXPECT_TRUE(Vistrel::Params::makeCommandLine(rect, guid.c_str(), unitTestMode, options).isSuccess());
+    const VXString server = e2e::stageServer();
+    return e2e::runProcess(server, vxFormat(u"\"%s\" %s", server, options), kExitTimeoutMs);
+}
+
 TEST(ServerStartup, NoArgumentsExits12AndATooSmallImageBlockExits13) {
-    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
+    const VXString server = e2e::stageServer();
     EXPECT_EQ(e2e::runProcess(server, vxFormat(u"\"%s\"", server), kExitTimeoutMs), 12u);
 
     const VXString guid = Vistrel::HostCommand::newGuid();
     const VXString name = VXString(Vistrel::kImagePrefix) + guid;
     HANDLE small = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, name.wstr());
     ASSERT_NE(small, nullptr);
-    VXString options;
-    ASSERT_TRUE(
-        Vistrel::Params::makeCommandLine(VXRect(0, 0, 1920, 1080), guid.c_str(), false, options).isSuccess());
-    EXPECT_EQ(e2e::runProcess(server, vxFormat(u"\"%s\" %s", server, options), kExitTimeoutMs), 13u);
+    EXPECT_EQ(runServer(VXRect(0, 0, 1920, 1080), guid, false), 13u);
     CloseHandle(small);
 }
 
@@ -31,40 +40,30 @@ TEST(ServerStartup, AStartEventWithoutAHandleEndsTheLoopAtOnceWithExit10) {
     // A mutex holding the event's name: the server's event gets no handle.
     const VXString guid = Vistrel::HostCommand::newGuid();
     HANDLE squatter = CreateMutexW(nullptr, FALSE, (VXString(Vistrel::kEventStartPrefix) + guid).wstr());
-    HANDLE result =
-        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, Vistrel::kResultBlockSize,
-                           (VXString(Vistrel::kResultPrefix) + guid).wstr());
-    ASSERT_TRUE(squatter != nullptr && result != nullptr);
-    VXString options;
-    ASSERT_TRUE(
-        Vistrel::Params::makeCommandLine(VXRect(0, 0, 32, 32), guid.c_str(), true, options).isSuccess());
-    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
+    ASSERT_NE(squatter, nullptr);
+    std::shared_ptr<SharedProcessMemory> result;
+    ASSERT_TRUE(SharedProcessMemory::create((VXString(Vistrel::kResultPrefix) + guid).c_str(),
+                                            Vistrel::kResultBlockSize, result)
+                    .isSuccess());
     const DWORD start = GetTickCount();
-    EXPECT_EQ(e2e::runProcess(server, vxFormat(u"\"%s\" %s", server, options), kExitTimeoutMs), 10u);
+    EXPECT_EQ(runServer(VXRect(0, 0, 32, 32), guid, true), 10u);
     EXPECT_LT(GetTickCount() - start, 20000u) << "not after the request time-out";
-    const void* view = MapViewOfFile(result, FILE_MAP_READ, 0, 0, Vistrel::kResultBlockSize);
     Vistrel::ResultRecord final;
-    ASSERT_NE(SerializeUtils::readResult(static_cast<const uint8_t*>(view), Vistrel::kResultBlockSize, final),
-              nullptr);
-    EXPECT_EQ(text(final.text).rfind("Method \"WaitForSingleObject\" returned Win32 error [6]", 0), 0u)
-        << text(final.text);
-    UnmapViewOfFile(view);
-    CloseHandle(result);
+    ASSERT_NE(SerializeUtils::readResult(result->view, Vistrel::kResultBlockSize, final), nullptr);
+    EXPECT_THAT(text(final.text), StartsWith("Method \"WaitForSingleObject\" returned Win32 error [6]"));
     CloseHandle(squatter);
 }
 
 TEST(ServerStartup, EmptyRectangleIsRefusedInTheResultBlockWithExit10) {
     std::unique_ptr<Vistrel::Host> host;
     const VXResult r = Vistrel::Host::startWithOptions(
-        e2e::stageServer(u"e2e-with-magnifier", true),
+        e2e::stageServer(),
         vxFormat(u"\"/cr 10,10,5,5\" \"/g e2e-empty-%s\"", Vistrel::HostCommand::newGuid()), host);
     ASSERT_TRUE(r.isSuccess()) << text(r);
     Vistrel::ResultRecord final;
     EXPECT_EQ(e2e::exitOf(*host, final), 10u);
     EXPECT_EQ(final.code, 2005);
-    EXPECT_NE(text(final.text).find("Parameter check \"!captureRect.isEmpty()\" failed at "),
-              std::string::npos)
-        << text(final.text);
+    EXPECT_THAT(text(final.text), HasSubstr("Parameter check \"!captureRect.isEmpty()\" failed at "));
 }
 
 TEST(ServerStartup, MissingMagnificationLibraryEndsWithExit10AndARequestLearnsItAtOnce) {
@@ -78,27 +77,26 @@ TEST(ServerStartup, MissingMagnificationLibraryEndsWithExit10AndARequestLearnsIt
     const VXResult r = host->capture({}, false, capture, 60000);
     EXPECT_LT(GetTickCount() - start, 30000u) << "not after the time-out";
     EXPECT_EQ(r.code(), 3001);
-    EXPECT_NE(text(r).find("Server ended with exit code 10"), std::string::npos) << text(r);
-    EXPECT_NE(text(r).find("Failed getting Mag dll"), std::string::npos);
+    EXPECT_THAT(text(r), HasSubstr("Server ended with exit code 10"));
+    EXPECT_THAT(text(r), HasSubstr("Failed getting Mag dll"));
 
     Vistrel::ResultRecord final;
     EXPECT_EQ(e2e::exitOf(*host, final), 10u);
     EXPECT_EQ(final.code, 2020);
-    EXPECT_EQ(text(final.text).rfind("Failed getting Mag dll at ", 0), 0u) << text(final.text);
-    EXPECT_NE(text(final.text).find("Error returned at Vistrel::run, "), std::string::npos);
+    EXPECT_THAT(text(final.text), StartsWith("Failed getting Mag dll at "));
+    EXPECT_THAT(text(final.text), HasSubstr("Error returned at Vistrel::run, "));
 }
 
 TEST(ServerStartup, ManifestAsksForInvokerRightsAndPerMonitorDpi) {
-    const VXString server = e2e::stageServer(u"e2e-with-magnifier", true);
-    HMODULE image = LoadLibraryExW(server.wstr(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    HMODULE image = LoadLibraryExW(e2e::stageServer().wstr(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
     ASSERT_NE(image, nullptr);
     HRSRC resource = FindResourceW(image, MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(24));  // RT_MANIFEST
     ASSERT_NE(resource, nullptr);
     const auto* bytes = static_cast<const char*>(LockResource(LoadResource(image, resource)));
     const std::string manifest(bytes, SizeofResource(image, resource));
     FreeLibrary(image);
-    EXPECT_NE(manifest.find("level=\"asInvoker\" uiAccess=\"false\""), std::string::npos);
-    EXPECT_NE(manifest.find(">True/PM</dpiAware>"), std::string::npos);
+    EXPECT_THAT(manifest, HasSubstr("level=\"asInvoker\" uiAccess=\"false\""));
+    EXPECT_THAT(manifest, HasSubstr(">True/PM</dpiAware>"));
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 namespace {
 
-// The options themselves and their parsing are VistrelParams' tests; here the program path.
 TEST(HostCommand, ProgramIsQuotedBeforeTheOptionsAndWhatWouldBreakTheLineIsRefused) {
     VXString line;
     ASSERT_TRUE(Vistrel::HostCommand::build(u"C:\\Program Files\\Vistrel\\Vistrel.exe",

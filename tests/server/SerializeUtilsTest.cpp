@@ -57,34 +57,23 @@ TEST(SerializeUtils, ImageRecordsAreByteExact) {
               nullptr);  // no pixels
 }
 
-class ReadImageTest : public testing::Test {
-protected:
-    void SetUp() override {
-        source = makeImage(2, 2, 32, 0x40);
-        ASSERT_EQ(SerializeUtils::writeImage(record.data(), source), record.data() + 29);
-        target = makeImage(4, 3, 32);
-        std::memset(target->getBits(), 0, static_cast<size_t>(target->getImageSize()));
-    }
-    const uint8_t* read(VXImage& image, VXPoint at, size_t available = 64) {
+TEST(SerializeUtils, ImageRecordsAreReadIntoPlaceOrRefused) {
+    Block record(64);
+    const auto source = makeImage(2, 2, 32, 0x40);
+    ASSERT_EQ(SerializeUtils::writeImage(record.data(), source), record.data() + 29);
+    auto read = [&](VXImage& image, VXPoint at, size_t available = 64) {
         return SerializeUtils::readImageInto(record.data(), available, image, at);
-    }
-    Block record{64};
-    std::shared_ptr<VXImage> source;
-    std::shared_ptr<VXImage> target;
-};
-
-TEST_F(ReadImageTest, CopiesRowsToThePosition) {
+    };
+    const auto target = makeImage(4, 3, 32);
+    std::memset(target->getBits(), 0, static_cast<size_t>(target->getImageSize()));
     ASSERT_EQ(read(*target, VXPoint(1, 1)), record.data() + 29);
     EXPECT_EQ(std::memcmp(target->getPixelPtr(1, 1), source->getLinePtr(0), 8), 0);
     EXPECT_EQ(std::memcmp(target->getPixelPtr(1, 2), source->getLinePtr(1), 8), 0);
     const uint8_t zeros[4] = {};
     EXPECT_EQ(std::memcmp(target->getPixelPtr(0, 1), zeros, 4), 0);
     EXPECT_EQ(std::memcmp(target->getPixelPtr(3, 1), zeros, 4), 0);
-}
 
-TEST_F(ReadImageTest, RefusesRecordsTheTargetCannotTake) {
-    auto target24 = makeImage(4, 3, 24);
-    EXPECT_EQ(read(*target24, VXPoint()), nullptr);  // a 32-bit record into a 24-bit image
+    EXPECT_EQ(read(*makeImage(4, 3, 24), VXPoint()), nullptr);  // a 32-bit record into a 24-bit image
     for (const VXPoint at : {VXPoint(-1, 0), VXPoint(0, -1), VXPoint(3, 0), VXPoint(0, 2)})
         EXPECT_EQ(read(*target, at), nullptr) << at.toString().toUtf8();
     EXPECT_NE(read(*target, VXPoint(2, 1)), nullptr);  // flush fit

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -14,12 +15,10 @@ using Vistrel::SharedObjects;
 
 constexpr uint32_t kPage = 4096;
 
-VXString uniqueGuid() {
+// Parameters under names no other test, process or run uses.
+std::shared_ptr<Vistrel::Params> uniqueParams(const VXRect& rect) {
     static std::atomic<int> counter{0};
-    return vxFormat(u"VXTest%u_%d", static_cast<uint32_t>(GetCurrentProcessId()), ++counter);
-}
-
-std::shared_ptr<Vistrel::Params> paramsFor(const VXRect& rect, const VXString& guid) {
+    const VXString guid = vxFormat(u"VXTest%u_%d", static_cast<uint32_t>(GetCurrentProcessId()), ++counter);
     VXString line;
     std::shared_ptr<Vistrel::Params> params;
     if (Vistrel::Params::makeCommandLine(rect, guid.c_str(), false, line).isError())
@@ -30,14 +29,7 @@ std::shared_ptr<Vistrel::Params> paramsFor(const VXRect& rect, const VXString& g
     return params;
 }
 
-bool mappingExists(const VXString& name) {
-    HANDLE h = OpenFileMappingW(FILE_MAP_READ, FALSE, name.wstr());
-    if (h != nullptr)
-        CloseHandle(h);
-    return h != nullptr;
-}
-
-// Maps size bytes of the named block through a handle of its own.
+// Maps size bytes of the named block through a handle of its own (false for no such block).
 bool mapsAtSize(const VXString& name, uint32_t size) {
     HANDLE h = OpenFileMappingW(FILE_MAP_WRITE, FALSE, name.wstr());
     if (h == nullptr)
@@ -50,7 +42,7 @@ bool mapsAtSize(const VXString& name, uint32_t size) {
 }
 
 TEST(VistrelSharedObjects, BlocksAreMappedAtTheirFullSizes) {
-    const auto params = paramsFor(VXRect(0, 0, 1920, 1080), uniqueGuid());
+    const auto params = uniqueParams(VXRect(0, 0, 1920, 1080));
     ASSERT_TRUE(params);
     const uint32_t imageBlock =
         Vistrel::imageBlockSize(params->captureRect);  // the formula: VistrelParamsTest
@@ -64,7 +56,7 @@ TEST(VistrelSharedObjects, BlocksAreMappedAtTheirFullSizes) {
 }
 
 TEST(VistrelSharedObjects, EventThatCannotBeCreatedIsLoggedAndNotFatal) {
-    const auto params = paramsFor(VXRect(0, 0, 64, 48), uniqueGuid());
+    const auto params = uniqueParams(VXRect(0, 0, 64, 48));
     HANDLE squatter = CreateMutexW(nullptr, FALSE, params->eventStartName.wstr());
     LogCapture log;
     std::shared_ptr<SharedObjects> objects;
@@ -77,23 +69,22 @@ TEST(VistrelSharedObjects, EventThatCannotBeCreatedIsLoggedAndNotFatal) {
 }
 
 TEST(VistrelSharedObjects, SmallerExistingBlockFailsInMapViewOfFileAndEndsCreation) {
-    const auto params = paramsFor(VXRect(0, 0, 64, 48), uniqueGuid());
+    const auto params = uniqueParams(VXRect(0, 0, 64, 48));
     HANDLE smallImage =
         CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 64, params->imageName.wstr());
     ASSERT_NE(smallImage, nullptr);
     std::shared_ptr<SharedObjects> objects;
     const VXResult r = SharedObjects::create(*params, objects);
-    EXPECT_TRUE(r.isError());
-    EXPECT_EQ(text(r).rfind("Method \"MapViewOfFile\" returned Win32 error [", 0), 0u) << text(r);
-    EXPECT_NE(text(r).find("\n\tError returned at Vistrel::SharedObjects::create, vistrelsharedobjects.cpp:"),
-              std::string::npos)
-        << text(r);
+    EXPECT_THAT(text(r), ::testing::StartsWith("Method \"MapViewOfFile\" returned Win32 error ["));
+    EXPECT_THAT(text(r),
+                ::testing::HasSubstr(
+                    "\n\tError returned at Vistrel::SharedObjects::create, vistrelsharedobjects.cpp:"));
     EXPECT_EQ(objects, nullptr);
     EXPECT_TRUE(mapsAtSize(params->imageName, 64));       // the host's block is left as it was
-    EXPECT_FALSE(mappingExists(params->waitResultName));  // never created
-    EXPECT_FALSE(mappingExists(params->resultName));
-    EXPECT_FALSE(mappingExists(params->exclWndsName));  // created, then released with the record
-    EXPECT_FALSE(mappingExists(params->captureCursorName));
+    EXPECT_FALSE(mapsAtSize(params->waitResultName, 1));  // never created
+    EXPECT_FALSE(mapsAtSize(params->resultName, 1));
+    EXPECT_FALSE(mapsAtSize(params->exclWndsName, 1));  // created, then released with the record
+    EXPECT_FALSE(mapsAtSize(params->captureCursorName, 1));
     CloseHandle(smallImage);
 }
 

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "SharedProcessMemory.h"
@@ -6,27 +7,20 @@
 
 namespace {
 
-constexpr uint32_t kPage = 4096;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
-std::string lineWith(const LogCapture& log, const std::string& part) {
-    for (const std::string& line : log.bodies()) {
-        if (line.find(part) != std::string::npos)
-            return line;
-    }
-    return std::string();
-}
+constexpr uint32_t kPage = 4096;
 
 TEST(SharedProcessMemory, ChecksArgumentsAndWarnsOfEachFailedReleaseStep) {
     const VXString name = vxFormat(u"VXTestMemory%u", static_cast<uint32_t>(GetCurrentProcessId()));
     std::shared_ptr<SharedProcessMemory> memory;
     ASSERT_TRUE(SharedProcessMemory::create(name.c_str(), kPage, memory).isSuccess());
     const SharedProcessMemory* const before = memory.get();
-    EXPECT_EQ(text(SharedProcessMemory::create(nullptr, kPage, memory))
-                  .rfind("Parameter check \"tszName\" failed at , sharedprocessmemory.cpp:", 0),
-              0u);
-    EXPECT_EQ(text(SharedProcessMemory::create(name.c_str(), 0, memory))
-                  .rfind("Parameter check \"dwSize > 0\" failed", 0),
-              0u);
+    EXPECT_THAT(text(SharedProcessMemory::create(nullptr, kPage, memory)),
+                StartsWith("Parameter check \"tszName\" failed at , sharedprocessmemory.cpp:"));
+    EXPECT_THAT(text(SharedProcessMemory::create(name.c_str(), 0, memory)),
+                StartsWith("Parameter check \"dwSize > 0\" failed"));
     EXPECT_EQ(memory.get(), before);
 
     // Release the real ones here and leave values that the system refuses; both steps still run.
@@ -40,10 +34,9 @@ TEST(SharedProcessMemory, ChecksArgumentsAndWarnsOfEachFailedReleaseStep) {
     memory->mapping = reinterpret_cast<HANDLE>(static_cast<uintptr_t>(0x7FFFFFF0));
     LogCapture log;
     memory.reset();
-    const std::string unmap = lineWith(log, "Method \"UnmapViewOfFile\" returned Win32 error [");
-    const std::string close = lineWith(log, "Method \"CloseHandle\" returned Win32 error [6]");
-    EXPECT_EQ(unmap.rfind("W: ", 0), 0u) << unmap;
-    EXPECT_EQ(close.rfind("W: ", 0), 0u) << close;
+    for (const char* step : {"Method \"UnmapViewOfFile\" returned Win32 error [",
+                             "Method \"CloseHandle\" returned Win32 error [6]"})
+        EXPECT_THAT(log.bodies(), ::testing::Contains(::testing::AllOf(StartsWith("W: "), HasSubstr(step))));
     VirtualFree(notAView, 0, MEM_RELEASE);
 }
 

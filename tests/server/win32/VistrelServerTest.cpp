@@ -1,5 +1,3 @@
-// The server's own pieces that need no magnifier: the command-line split, the final result
-// write and what the main routine leaves in the log.
 #include <gtest/gtest.h>
 
 #include <vector>
