@@ -45,7 +45,7 @@ TEST(GrabOptions, EachOptionIsReadAndEachMalformedOneRefusedWithItsMessage) {
         const VXResult r = GrabOptions::parse(static_cast<int>(c.args.size()), c.args.data(), options);
         if (c.error != nullptr) {
             EXPECT_EQ(r.code(), VXError::eBadParameter) << c.error;
-            EXPECT_EQ(text(r).rfind(c.error, 0), 0u) << text(r);
+            EXPECT_THAT(text(r), StartsWith(c.error));
         } else {
             EXPECT_TRUE(r.isSuccess()) << text(r);
             EXPECT_TRUE(options == c.expected);

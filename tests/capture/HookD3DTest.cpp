@@ -6,6 +6,7 @@
 #include "D3DTestSupport.h"
 #include "HookD3D.h"
 #include "HookWithJMP.h"
+#include "support/ResultText.h"
 
 namespace {
 
@@ -125,8 +126,7 @@ TEST(HookWithJMP, RefusesUseBeforePrepareAndCodeItCannotReach) {
     // Reserved but not committed: VirtualProtect refuses it.
     void* reserved = VirtualAlloc(nullptr, 4096, MEM_RESERVE, PAGE_NOACCESS);
     const VXResult result = hook.prepare(reserved, reinterpret_cast<const void*>(&headOf));
-    EXPECT_NE(result.message().toUtf8().find("Method \"VirtualProtect\" returned Win32 error"),
-              std::string::npos);
+    EXPECT_THAT(result.message().toUtf8(), HasSubstr("Method \"VirtualProtect\" returned Win32 error"));
     EXPECT_EQ(hook.target(), nullptr) << "a refused prepare records no target";
     VirtualFree(reserved, 0, MEM_RELEASE);
 }

@@ -37,9 +37,8 @@ TEST_F(ReaderWindows, WindowsFollowEachSetupAndOnlyNewFilterListsAreSent) {
                                const char* expression) {
             VXResult result = reader.setup(rect, image);
             EXPECT_EQ(result.code(), VXError::eBadParameter) << expression;
-            EXPECT_NE(text(result).find(std::string("Parameter check \"") + expression + "\" failed"),
-                      std::string::npos)
-                << text(result);
+            EXPECT_THAT(text(result),
+                        HasSubstr(std::string("Parameter check \"") + expression + "\" failed"));
         };
         expectCheck(VXRect(50, 10, 10, 50), makeImage(40, 40), "!captureR.isEmpty()");
         expectCheck(kRect, makeImage(320, 240, 24), "image->getBytesPerPixel() == 4");
@@ -80,8 +79,7 @@ TEST_F(ReaderWindows, WindowsFollowEachSetupAndOnlyNewFilterListsAreSent) {
         ASSERT_EQ(reader.setExcludedWindows(ab).code(), VXError::eNoError);
         VXResult result = reader.setExcludedWindows({ab[0], ab[1], ab[0]});
         EXPECT_EQ(result.code(), VXError::eTooMany);
-        EXPECT_EQ(text(result).rfind("Too many windows supplied[3], Win32 error[50] at ", 0), 0u)
-            << text(result);
+        EXPECT_THAT(text(result), StartsWith("Too many windows supplied[3], Win32 error[50] at "));
         EXPECT_EQ(filterListOf(control), ab);
 
         // Moved behind the reader's back: the same rectangle and image leave it there, another
@@ -100,8 +98,7 @@ TEST_F(ReaderWindows, WindowsFollowEachSetupAndOnlyNewFilterListsAreSent) {
         getMagnificationDll()->magUninitialize()();
         const VXResult failed = reader.setup(kRect, image);
         ASSERT_TRUE(getMagnificationDll()->magInitialize()());
-        EXPECT_EQ(text(failed).rfind("Method \"CreateWindow\" returned Win32 error [1411]", 0), 0u)
-            << text(failed);
+        EXPECT_THAT(text(failed), StartsWith("Method \"CreateWindow\" returned Win32 error [1411]"));
         EXPECT_FALSE(IsWindow(host));
         EXPECT_EQ(reader.getHostWindow(), nullptr);
         // The last good rectangle and image again: the windows are made anew, not skipped.

@@ -126,7 +126,7 @@ TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlagFromItsOwnBlock) {
     SerializeUtils::writeUInt64(list, 5000);
     objects->eventStart->set();
     server.join();
-    EXPECT_EQ(text(served).rfind("Failed reading excluded windows", 0), 0u) << text(served);
+    EXPECT_THAT(text(served), StartsWith("Failed reading excluded windows"));
 }
 
 TEST_F(ReaderCapture, FailuresOfTheMagnifierAndOfTheNotificationAreReported) {
@@ -147,14 +147,13 @@ TEST_F(ReaderCapture, FailuresOfTheMagnifierAndOfTheNotificationAreReported) {
         ScopedVariable variable(c.variable, c.value);
         const VXResult result = reader->readScreen();
         EXPECT_EQ(result.code(), c.code) << text(result);
-        EXPECT_EQ(text(result).rfind(c.message, 0), 0u) << text(result);
+        EXPECT_THAT(text(result), StartsWith(c.message));
     }
 
     ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
     VXResult result = reader->readScreen();
     EXPECT_EQ(result.code(), VXError::eUnexpected);
-    EXPECT_EQ(text(result).rfind("StretchRect() callback not called at MagD3DScreenReader::readScreen", 0),
-              0u)
-        << text(result);
+    EXPECT_THAT(text(result),
+                StartsWith("StretchRect() callback not called at MagD3DScreenReader::readScreen"));
     EXPECT_EQ(HookD3D::stretchRectListener(), nullptr) << "the listener is unregistered again";
 }

@@ -79,9 +79,8 @@ TEST_F(ReaderNotification, SourcesAreCheckedCopiedAndScannedAndReadbackSurfacesK
     EXPECT_EQ(rgbAt(*image, kWidth - 1, kHeight - 1), 0u);
     C_ComPtr<IDirect3DSurface9> taller =
         d3dtest::makeSurface(device.get(), kWidth, kHeight + 1, D3DPOOL_SYSTEMMEM);
-    EXPECT_EQ(text(MagD3DScreenReader::compareSurfaces(black.get(), taller.get(), different))
-                  .rfind("Surfaces different in size or format at ", 0),
-              0u);
+    EXPECT_THAT(text(MagD3DScreenReader::compareSurfaces(black.get(), taller.get(), different)),
+                StartsWith("Surfaces different in size or format at "));
 
     // The readback surface is reused on its own device only; one that cannot be made fails.
     D3DSURFACE_DESC desc = {};
@@ -107,8 +106,7 @@ TEST_F(ReaderNotification, SourcesAreCheckedCopiedAndScannedAndReadbackSurfacesK
     unknown.Format = D3DFMT_UNKNOWN;
     IDirect3DSurface9* result = nullptr;
     const VXResult failed = reader->stableReadback(device.get(), target.get(), &unknown, 500, result);
-    EXPECT_EQ(text(failed).rfind("Method \"CreateOffscreenPlainSurface\" returned HRESULT [", 0), 0u)
-        << text(failed);
+    EXPECT_THAT(text(failed), StartsWith("Method \"CreateOffscreenPlainSurface\" returned HRESULT ["));
     EXPECT_EQ(result, nullptr);
 
     // Each refusal with its message, on a fresh reader; a failure stays for the capture.
@@ -135,10 +133,9 @@ TEST_F(ReaderNotification, SourcesAreCheckedCopiedAndScannedAndReadbackSurfacesK
         ASSERT_EQ(newReader(), VXError::eNoError);
         const VXResult refused = notify(r.source, r.rect);
         EXPECT_EQ(refused.code(), VXError::eUnexpected) << r.message;
-        EXPECT_EQ(text(refused).rfind(std::string(r.message) + " at MagD3DScreenReader::", 0), 0u)
-            << text(refused);
+        EXPECT_THAT(text(refused), StartsWith(std::string(r.message) + " at MagD3DScreenReader::"));
     }
     FakeSurface noDesc({}, D3DERR_INVALIDCALL);
-    EXPECT_EQ(text(notify(&noDesc)).rfind("Method \"GetDesc\" returned HRESULT [0X8876086C]", 0), 0u);
+    EXPECT_THAT(text(notify(&noDesc)), StartsWith("Method \"GetDesc\" returned HRESULT [0X8876086C]"));
     EXPECT_TRUE(notify(target.get()).isError()) << "a later good notification does not clear the failure";
 }

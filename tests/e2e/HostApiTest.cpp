@@ -17,9 +17,6 @@
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
-
 constexpr uint32_t kAnswerTimeoutMs = 30000;
 
 VistrelFrame emptyFrame() {

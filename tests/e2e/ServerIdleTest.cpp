@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "E2ESupport.h"
+#include "support/ResultText.h"
 
 namespace {
 
@@ -16,8 +17,8 @@ TEST(ServerIdle, NoRequestForAMinuteEndsWithTimeoutAndExit10) {
     EXPECT_LT(elapsed, 90000u);
     EXPECT_EQ(final.code, 2024);
     const std::string text = final.text.toUtf8();
-    EXPECT_NE(text.find("Error returned at Vistrel::serveRequests, "), std::string::npos) << text;
-    EXPECT_NE(text.find("Error returned at Vistrel::run, "), std::string::npos) << text;
+    EXPECT_THAT(text, HasSubstr("Error returned at Vistrel::serveRequests, "));
+    EXPECT_THAT(text, HasSubstr("Error returned at Vistrel::run, "));
 }
 
 }  // namespace

@@ -19,9 +19,6 @@
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
-
 // A crash dump takes 7 to 24 s under Wine; the grab waits up to 90 s for it.
 constexpr uint32_t kCrashRunTimeoutMs = 180000;
 constexpr char kNoise[] = "e2e noise written by the test process";

@@ -11,9 +11,6 @@
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
-
 constexpr uint32_t kExitTimeoutMs = 30000;
 
 // Runs the staged server on the options a host would give it for these objects; its exit code.

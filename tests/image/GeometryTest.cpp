@@ -35,7 +35,7 @@ TEST(SizeUtils, IntegerFitKeepsOneSideAndTruncatesTheOther) {
         VXSize out(-1, -1);
         const VXResult r = SizeUtils::fitAspectRatio(fit.bound, fit.ratio, out);
         EXPECT_EQ(r.code(), VXError::eNoError) << fit.ratio;
-        EXPECT_EQ(out, fit.expected) << utf8(fit.bound.toString()) << " ratio " << fit.ratio;
+        EXPECT_EQ(out, fit.expected) << text(fit.bound.toString()) << " ratio " << fit.ratio;
     }
 }
 

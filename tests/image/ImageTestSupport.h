@@ -11,6 +11,7 @@
 
 #include "VXImage.h"
 #include "VXImageUtils.h"
+#include "support/ResultText.h"
 
 namespace imagetest {
 
@@ -54,10 +55,6 @@ constexpr auto get16 = get<uint16_t>;
 
 inline void set32(VXImage& image, int32_t x, int32_t y, uint32_t value) {
     std::memcpy(at(image, x, y), &value, 4);
-}
-
-inline bool contains(const VXResult& result, const char* text) {
-    return result.message().toUtf8().find(text) != std::string::npos;
 }
 
 }  // namespace imagetest

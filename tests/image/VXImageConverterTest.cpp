@@ -8,7 +8,6 @@
 
 namespace {
 
-using imagetest::contains;
 using imagetest::get16;
 using imagetest::get32;
 using imagetest::makeImage;
@@ -47,10 +46,10 @@ TEST(VXImageConverter32To16, DropsTheLowBitsOfEachChannelAndRefusesWrongDepthsAn
     const VXRect all(0, 0, 4, 4);
     const VXResult deep24 = VXImageConverter::convert32To16(makeImage(4, 4, 24), all, plain, VXPoint());
     EXPECT_EQ(deep24.code(), VXError::eBadParameter);
-    EXPECT_TRUE(contains(deep24, "src image is not 32 bit [24] at VXImageConverter::convert32To16"));
+    EXPECT_THAT(text(deep24), HasSubstr("src image is not 32 bit [24] at VXImageConverter::convert32To16"));
     const VXResult noDstInfo = VXImageConverter::convert32To16(makeImage(4, 4, 32), all, bare, VXPoint());
     EXPECT_EQ(noDstInfo.code(), VXError::eNotInitialized);
-    EXPECT_TRUE(contains(noDstInfo, "missing dst color information"));
+    EXPECT_THAT(text(noDstInfo), HasSubstr("missing dst color information"));
     for (const auto& image : {plain, bare})
         EXPECT_EQ(std::vector<uint8_t>(image->getBits(), image->getBits() + image->getImageSize()),
                   std::vector<uint8_t>(static_cast<size_t>(image->getImageSize()), 0x5C));
@@ -132,7 +131,7 @@ TEST(VXImageConverterConvert, MakesOrReusesTheDestinationToFitTheClippedRect) {
 
     const VXResult outside = VXImageConverter::convert(src, VXRect(5, 5, 8, 8), 16, dst);
     EXPECT_EQ(outside.code(), VXError::eBadParameter);
-    EXPECT_TRUE(contains(outside, "non-intersecting src rectangle[5,5,8,8]"));
+    EXPECT_THAT(text(outside), HasSubstr("non-intersecting src rectangle[5,5,8,8]"));
     EXPECT_EQ(VXImageConverter::convert(src, VXRect(0, 0, 1, 1), 24, dst).code(), VXError::eNotImplemented);
 }
 

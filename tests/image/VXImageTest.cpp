@@ -28,7 +28,7 @@ TEST(VXImage, StrideRulePadsRowsToFourBytesOnlyWholeWordRowsAreAllocatedAndAcces
     VXImage odd(10, 1, 1);  // stride 5
     const VXResult r = odd.allocate();
     EXPECT_EQ(r.code(), VXError::eBadParameter);
-    EXPECT_NE(utf8(r.message()).find("Error returned at VXImage::allocate"), std::string::npos);
+    EXPECT_THAT(text(r.message()), HasSubstr("Error returned at VXImage::allocate"));
     EXPECT_TRUE(log.contains("VXImage::allocate(): image size is not DWORD aligned"));
 
     uint8_t* pointer = nullptr;

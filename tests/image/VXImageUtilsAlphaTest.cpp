@@ -4,7 +4,6 @@
 
 namespace {
 
-using imagetest::contains;
 using imagetest::get32;
 using imagetest::makeImage;
 using imagetest::set32;
@@ -88,12 +87,12 @@ TEST_F(VXImageUtilsComposite, AlphaImagePaletteAndPremultipliedSourcesAndRefused
     const VXRect all(0, 0, 4, 3);
     const VXResult deep16 = VXImageUtils::composite(makeImage(4, 3, 16), all, src, VXPoint());
     EXPECT_EQ(deep16.code(), VXError::eBadParameter);
-    EXPECT_TRUE(
-        contains(deep16, "VXImageUtils::composite() -- destination image must be 32 or 24 bit --> [16]"));
+    EXPECT_THAT(text(deep16),
+                HasSubstr("VXImageUtils::composite() -- destination image must be 32 or 24 bit --> [16]"));
     const VXResult deep24 =
         VXImageUtils::composite(makeImage(4, 3, 24), all, src, VXPoint(), makeImage(4, 3, 8));
     EXPECT_EQ(deep24.code(), VXError::eNotImplemented);
-    EXPECT_TRUE(contains(deep24, "24 bit destination"));
+    EXPECT_THAT(text(deep24), HasSubstr("24 bit destination"));
 }
 
 TEST(VXImageUtilsAlpha, SetApplyAndZeroAlpha) {

@@ -6,7 +6,6 @@
 
 namespace {
 
-using imagetest::contains;
 using imagetest::makeImage;
 
 TEST(VXImageUtilsCreate, DimensionsUpTo65536AreAcceptedAndOneMoreIsNot) {
@@ -21,7 +20,7 @@ TEST(VXImageUtilsCreate, DimensionsUpTo65536AreAcceptedAndOneMoreIsNot) {
         const std::string expected = "VXImageUtils::createImage() -- invalid image size [" +
                                      std::to_string(size.getX()) + "," + std::to_string(size.getY()) +
                                      "] at ";
-        EXPECT_TRUE(contains(r, expected.c_str())) << r.message().toUtf8();
+        EXPECT_THAT(text(r), HasSubstr(expected));
         EXPECT_EQ(refused, nullptr);
     }
 }

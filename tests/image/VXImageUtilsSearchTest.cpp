@@ -4,7 +4,6 @@
 
 namespace {
 
-using imagetest::contains;
 using imagetest::makeImage;
 
 using Search = VXResult (*)(const std::shared_ptr<VXImage>&, const std::shared_ptr<VXImage>&, int32_t,
@@ -36,7 +35,7 @@ TEST_F(VXImageUtilsSearch, CompareOrdersByTheFirstDifferingByte) {
     EXPECT_EQ(VXImageUtils::compare(image2, image1).code(), VXStatus::eGreaterThan);
 
     const VXResult sizes = VXImageUtils::compare(image1, makeImage(8, 5, 32));
-    EXPECT_TRUE(contains(sizes, "### VXImageUtils::compare() -- sizes do not match [8,6] vs [8,5]"));
+    EXPECT_THAT(text(sizes), HasSubstr("### VXImageUtils::compare() -- sizes do not match [8,6] vs [8,5]"));
 }
 
 // Left and right are checked against a plain byte search, at every depth, by the image utilities
@@ -64,12 +63,13 @@ TEST_F(VXImageUtilsSearch, TopAndBottomFindTheOuterDifferencesAndSearchesRefuseB
         EXPECT_EQ(search(image1, taller, 0, 1, at).code(), VXError::eBadParameter);
     const VXResult outside = top(image1, taller, 0, 1, at);
     EXPECT_EQ(outside.code(), VXError::eBadParameter);
-    EXPECT_TRUE(contains(
-        outside, "VXImage::findTopMostDifference() image not fully conatined by this image at origin"));
+    EXPECT_THAT(
+        text(outside),
+        HasSubstr("VXImage::findTopMostDifference() image not fully conatined by this image at origin"));
     const VXResult band = left(image1, image2, 4, 3, at);
     EXPECT_EQ(band.code(), VXError::eBadParameter);
-    EXPECT_TRUE(
-        contains(band, "VXImageUtils::findLeftMostDifference() lines outside of images(s) [4|7] [6|6]"));
+    EXPECT_THAT(text(band),
+                HasSubstr("VXImageUtils::findLeftMostDifference() lines outside of images(s) [4|7] [6|6]"));
 }
 
 }  // namespace

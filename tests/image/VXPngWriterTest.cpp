@@ -12,6 +12,7 @@
 #include "ImageTestSupport.h"
 #include "VXPngWriter.h"
 #include "VXSubImage.h"
+#include "support/ResultText.h"
 
 namespace {
 
@@ -91,7 +92,7 @@ TEST(VXPngWriter, SavedViewIsAnRgbPngSteppingByItsParentsStrideAndAnUnwritablePa
 
     const VXResult r = VXPngWriter::writeFile(u"no-such-dir/x/y.png", png);
     EXPECT_EQ(r.code(), VXError::eIOError);
-    EXPECT_EQ(r.message().toUtf8().rfind("Failed to save image to file.", 0), 0u);
+    EXPECT_THAT(r.message().toUtf8(), StartsWith("Failed to save image to file."));
 }
 
 }  // namespace

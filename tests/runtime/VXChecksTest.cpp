@@ -25,10 +25,9 @@ TEST(VXChecks, ParameterCheckNamesTheExpressionAndIsNotLogged) {
     int dummy = 0;
     const VXResult r = w.create(&dummy, 0);
     EXPECT_EQ(r.code(), VXError::eBadParameter);
-    EXPECT_EQ(text(r).rfind("Parameter check \"dwSize > 0\" failed at , vxcheckstest.cpp:", 0), 0u)
-        << text(r);
+    EXPECT_THAT(text(r), StartsWith("Parameter check \"dwSize > 0\" failed at , vxcheckstest.cpp:"));
     EXPECT_EQ(text(r).back(), '.');
-    EXPECT_EQ(text(w.create(nullptr, 0)).rfind("Parameter check \"buffer\" failed", 0), 0u);
+    EXPECT_THAT(text(w.create(nullptr, 0)), StartsWith("Parameter check \"buffer\" failed"));
     EXPECT_TRUE(log.lines().empty());
 }
 
@@ -37,24 +36,21 @@ TEST(VXChecks, PassUpChainsErrorReturnedWithClassAndMethod) {
     const VXResult r = w.relay(w.fail());
     EXPECT_EQ(r.code(), VXError::eUnexpected);
     const std::string message = text(r);
-    EXPECT_EQ(message.rfind("Failed getting Mag dll at {anonymous}::Widget::fail, vxcheckstest.cpp:", 0), 0u)
-        << message;
-    EXPECT_NE(message.find("\n\tError returned at {anonymous}::Widget::relay, vxcheckstest.cpp:"),
-              std::string::npos);
+    EXPECT_THAT(message,
+                StartsWith("Failed getting Mag dll at {anonymous}::Widget::fail, vxcheckstest.cpp:"));
+    EXPECT_THAT(message, HasSubstr("\n\tError returned at {anonymous}::Widget::relay, vxcheckstest.cpp:"));
     EXPECT_EQ(w.relay(VXStatus::eNo).code(), VXStatus::eYes);  // statuses are not failures
 }
 
 TEST(VXChecks, Win32ErrorSiteReadsTheLastError) {
     VXPlatform::setLastOsError(2);
-    EXPECT_EQ(text(VX_WIN32_ERROR(u"CreateFileMapping"))
-                  .rfind("Method \"CreateFileMapping\" returned Win32 error [2]. ", 0),
-              0u);
+    EXPECT_THAT(text(VX_WIN32_ERROR(u"CreateFileMapping")),
+                StartsWith("Method \"CreateFileMapping\" returned Win32 error [2]. "));
     // A call that failed without a last error is still a failure at its site.
     VXPlatform::setLastOsError(0);
     const VXResult silent = VX_WIN32_ERROR(u"MagInitialize");
     EXPECT_EQ(silent.code(), VXError::eUnexpected);
-    EXPECT_EQ(text(silent).rfind("Method \"MagInitialize\" returned Win32 error [0]. ", 0), 0u)
-        << text(silent);
+    EXPECT_THAT(text(silent), StartsWith("Method \"MagInitialize\" returned Win32 error [0]. "));
     EXPECT_EQ(VX_HRESULT_ERROR(u"CreateDevice", 0).code(), VXError::eUnexpected);
 }
 
@@ -70,12 +66,12 @@ TEST(VXChecks, AssertionFormsAreLoggedAndExecutionContinues) {
     EXPECT_EQ(reached, 1);
     const auto lines = log.bodies();
     ASSERT_EQ(lines.size(), 3u);
-    EXPECT_NE(lines[0].find("Assertion failure at "), std::string::npos);
+    EXPECT_THAT(lines[0], HasSubstr("Assertion failure at "));
     EXPECT_EQ(lines[0].back(), '.');
-    EXPECT_NE(lines[1].find(". state 4"), std::string::npos);
-    EXPECT_NE(lines[2].find("(reached == 0) failed: not ready in "), std::string::npos);
-    EXPECT_NE(lines[2].find(". (Last OS error: 5)"), std::string::npos);
-    EXPECT_EQ(lines[2].rfind("E: ", 0), 0u);
+    EXPECT_THAT(lines[1], HasSubstr(". state 4"));
+    EXPECT_THAT(lines[2], HasSubstr("(reached == 0) failed: not ready in "));
+    EXPECT_THAT(lines[2], HasSubstr(". (Last OS error: 5)"));
+    EXPECT_THAT(lines[2], StartsWith("E: "));
 }
 
 }  // namespace

@@ -7,10 +7,6 @@
 
 namespace {
 
-bool has(const std::string& line, const std::string& part) {
-    return line.find(part) != std::string::npos;
-}
-
 TEST(VXLogTimestamp, FixedEightHoursBehindUtc) {
     VXSystemTime t;
     t.year = 2023, t.month = 3, t.day = 1, t.hour = 0, t.minute = 30, t.second = 5, t.milliseconds = 7;
@@ -56,8 +52,8 @@ TEST(VXLogPipeline, LineCarriesLevelThreadFileAndFunctionAndDropsLevelFour) {
     VX_LOG_WARNING(u"disk %d%% full", 93);
     const auto lines = log.lines();
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(has(lines[0], " W: [" + VXLog::threadIdentity().toUtf8() + "] <VXLogTest.cpp> ")) << lines[0];
-    EXPECT_TRUE(has(lines[0], "_Test::TestBody - disk 93% full")) << lines[0];
+    EXPECT_THAT(lines[0], HasSubstr(" W: [" + VXLog::threadIdentity().toUtf8() + "] <VXLogTest.cpp> "));
+    EXPECT_THAT(lines[0], HasSubstr("_Test::TestBody - disk 93% full"));
     EXPECT_EQ(lines[0].find(" PST "), 23u);
 
     log.clear();
@@ -73,7 +69,7 @@ TEST(VXLogPipeline, LineCarriesLevelThreadFileAndFunctionAndDropsLevelFour) {
     VX_LOG_INFO(u"late");
     VXPlatform::initialize();
     ASSERT_EQ(log.bodies().size(), 1u);
-    EXPECT_EQ(log.bodies()[0].rfind("i: <VXLogTest.cpp> ", 0), 0u) << log.bodies()[0];
+    EXPECT_THAT(log.bodies()[0], StartsWith("i: <VXLogTest.cpp> "));
 }
 
 TEST(VXLogPipeline, BufferKeepsTheLastLinesAndTheSecondListHearsOnlyWhileActive) {
@@ -93,8 +89,8 @@ TEST(VXLogPipeline, BufferKeepsTheLastLinesAndTheSecondListHearsOnlyWhileActive)
 
     const std::vector<VXString> kept = buffer->contents();
     ASSERT_EQ(kept.size(), 2u);
-    EXPECT_TRUE(has(kept[0].toUtf8(), " - four")) << kept[0].toUtf8();
-    EXPECT_TRUE(has(kept[1].toUtf8(), " - five")) << kept[1].toUtf8();
+    EXPECT_THAT(kept[0].toUtf8(), HasSubstr(" - four"));
+    EXPECT_THAT(kept[1].toUtf8(), HasSubstr(" - five"));
     ASSERT_EQ(second->lines().size(), 1u);
     EXPECT_EQ(second->lines()[0], log.linesAsWritten()[3]);
 }
@@ -126,7 +122,7 @@ TEST(VXLogCollapse, FiveRepeatsAreNoticedTwoAreWrittenTwiceAndEachThreadHasItsOw
               (std::vector<std::string>{
                   "same", "The last log message in this thread was repeated 4 time(s)\n\t\"same\"", "twice",
                   "twice", "twice"}));
-    EXPECT_EQ(log.bodies()[1].rfind("i: ", 0), 0u);  // the notice keeps the stored level
+    EXPECT_THAT(log.bodies()[1], StartsWith("i: "));  // the notice keeps the stored level
 }
 
 TEST(VXLogCommandLine, SessionKeyAndItsValueAreHidden) {

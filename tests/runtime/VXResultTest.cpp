@@ -10,9 +10,6 @@ namespace {
 std::string name(int32_t code) {
     return VXString(VXResult::codeName(code)).toUtf8();
 }
-bool startsWith(const std::string& text, const std::string& prefix) {
-    return text.rfind(prefix, 0) == 0;
-}
 
 TEST(VXResultCodes, BoundaryHoleRangeWordsResolversAndPlatformMappings) {
     EXPECT_FALSE(VXResult(2000).isError());
@@ -59,18 +56,18 @@ TEST(VXResultText, PlatformErrorsNameTheMethodThenTheSystemText) {
     EXPECT_EQ(text(r), "Method \"CreateFileW\" returned Win32 error [2]. " + system.toUtf8());
     const VXSourceLocation site("Foo::bar", "foo.cpp", 7);
     const std::string unknown = text(VXResult::fromWin32Error(nullptr, 5, site));
-    EXPECT_TRUE(startsWith(unknown, "Method \"<Unknown>\" returned Win32 error [5]. ")) << unknown;
-    EXPECT_NE(unknown.find("\n\tError returned to Foo::bar, foo.cpp:7"), std::string::npos) << unknown;
+    EXPECT_THAT(unknown, StartsWith("Method \"<Unknown>\" returned Win32 error [5]. "));
+    EXPECT_THAT(unknown, HasSubstr("\n\tError returned to Foo::bar, foo.cpp:7"));
 
     const VXResult negative = VXResult::fromWin32Error(u"CoCreate", 0x80070057);  // an HRESULT
     EXPECT_EQ(negative.code(), 2005);
-    EXPECT_TRUE(startsWith(text(negative), "Method \"CoCreate\" returned HRESULT [0X80070057]. "));
+    EXPECT_THAT(text(negative), StartsWith("Method \"CoCreate\" returned HRESULT [0X80070057]. "));
     const VXResult crt = VXResult::fromCrtError(nullptr, 2);
     EXPECT_EQ(crt.code(), 2008);
-    EXPECT_TRUE(startsWith(text(crt), "Method \"\" returned CRT error [2]. "));
+    EXPECT_THAT(text(crt), StartsWith("Method \"\" returned CRT error [2]. "));
     const VXResult h = VXResult::fromHResult(u"Create", static_cast<int32_t>(0x80004005), site, 2020);
     EXPECT_EQ(h.code(), 2020);
-    EXPECT_NE(text(h).find("[0X80004005]"), std::string::npos);
+    EXPECT_THAT(text(h), HasSubstr("[0X80004005]"));
 }
 
 TEST(VXResultText, SourceLocationCutsPathAndLowersName) {

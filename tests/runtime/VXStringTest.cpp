@@ -17,10 +17,10 @@
 namespace {
 
 TEST(VXString, NullTextLengthLimitAndWritableBuffer) {
-    EXPECT_EQ(utf8(VXString(static_cast<const char16_t*>(nullptr))), "(null)");
+    EXPECT_EQ(text(VXString(static_cast<const char16_t*>(nullptr))), "(null)");
     VXString s(u"x");
     s = static_cast<const char16_t*>(nullptr);
-    EXPECT_EQ(utf8(s), "(null)");
+    EXPECT_EQ(text(s), "(null)");
 
     VXString full(u'a', 65534);
     ASSERT_EQ(full.length(), 65534u);
@@ -41,7 +41,7 @@ TEST(VXString, NullTextLengthLimitAndWritableBuffer) {
     ASSERT_NE(buffer, nullptr);
     buffer[0] = u'h', buffer[1] = u'i', buffer[2] = u'\0';
     s.releaseWritableBuffer();
-    EXPECT_EQ(utf8(s), "hi");
+    EXPECT_EQ(text(s), "hi");
 }
 
 TEST(VXString, AppendAndPrependFromOwnBuffer) {
@@ -49,14 +49,14 @@ TEST(VXString, AppendAndPrependFromOwnBuffer) {
     // Enough appends to force reallocation while the source points into the old buffer.
     for (int i = 0; i < 5; ++i)
         ASSERT_TRUE(s.append(s.c_str() + 3, 4));
-    EXPECT_EQ(utf8(s), "012345678934563456345634563456");
+    EXPECT_EQ(text(s), "012345678934563456345634563456");
     VXString p(u"abcdef");
     ASSERT_TRUE(p.prepend(p.c_str() + 2, 3));
-    EXPECT_EQ(utf8(p), "cdeabcdef");
+    EXPECT_EQ(text(p), "cdeabcdef");
     ASSERT_TRUE(p.append(p));
-    EXPECT_EQ(utf8(p), "cdeabcdefcdeabcdef");
+    EXPECT_EQ(text(p), "cdeabcdefcdeabcdef");
     p.assign(p.c_str() + 3, 3);
-    EXPECT_EQ(utf8(p), "abc");
+    EXPECT_EQ(text(p), "abc");
 }
 
 // A decimal comma and dots between thousands, without relying on the machine's locales.
@@ -67,12 +67,12 @@ struct CommaDecimal : std::numpunct<char> {
 };
 
 TEST(VXString, DoublesWithAPrecisionOrALocaleAndPrecisionAbove17ReportsAndClamps) {
-    EXPECT_EQ(utf8(VXString(1234.5678, 6)), "1234.57");
-    EXPECT_EQ(utf8(VXString(0.1, 17)), "0.10000000000000001");
+    EXPECT_EQ(text(VXString(1234.5678, 6)), "1234.57");
+    EXPECT_EQ(text(VXString(0.1, 17)), "0.10000000000000001");
     const std::locale comma(std::locale::classic(), new CommaDecimal);
-    EXPECT_EQ(utf8(VXString(1234567.5, comma, 8)), "1.234.567,5");
-    EXPECT_EQ(utf8(VXString(0.25, comma)), "0,25");
-    EXPECT_EQ(utf8(VXString(0.25, std::locale::classic())), "0.25");
+    EXPECT_EQ(text(VXString(1234567.5, comma, 8)), "1.234.567,5");
+    EXPECT_EQ(text(VXString(0.25, comma)), "0,25");
+    EXPECT_EQ(text(VXString(0.25, std::locale::classic())), "0.25");
     LogCapture log;
 #ifdef _WIN32
     static int raised = 0;  // the precondition is fatal unless execution is continued
@@ -88,7 +88,7 @@ TEST(VXString, DoublesWithAPrecisionOrALocaleAndPrecisionAbove17ReportsAndClamps
 #else
     VXString s(0.1, 20);
 #endif
-    EXPECT_EQ(utf8(s), "0.10000000000000001");
+    EXPECT_EQ(text(s), "0.10000000000000001");
     EXPECT_TRUE(log.contains("Assertion failure at VXString::VXString, vxstring.cpp:"));
 }
 
@@ -119,7 +119,7 @@ TEST(VXString, BuffersComeFromAndGoBackToTheStringsAllocator) {
         VXString heap(u"heap text");
         heap = std::move(moved);  // another allocator's buffer is copied, not taken
         EXPECT_EQ(heap.allocator(), nullptr);
-        EXPECT_EQ(utf8(heap), "held by the counting allocator and formatted");
+        EXPECT_EQ(text(heap), "held by the counting allocator and formatted");
         const VXString copy(heap);
         EXPECT_EQ(copy.allocator(), nullptr);
         EXPECT_GE(counting.allocations, 2);
@@ -137,9 +137,9 @@ TEST(VXString, StringResourcesFormatAndLoadOrSayWhyNot) {
 
     VXString::setInstance(GetModuleHandleW(nullptr));
     EXPECT_TRUE(s.formatFromResource(kWindowFormatId, 3, u"7"));
-    EXPECT_EQ(utf8(s), "Window 3 of 7");
+    EXPECT_EQ(text(s), "Window 3 of 7");
     EXPECT_FALSE(s.formatFromResource(kMissingId));
-    EXPECT_EQ(utf8(s), "Window 3 of 7");
+    EXPECT_EQ(text(s), "Window 3 of 7");
     EXPECT_TRUE(log.contains("Failed to load string resource"));
     CountingAllocator refusing;
     refusing.refuse = true;
@@ -148,10 +148,10 @@ TEST(VXString, StringResourcesFormatAndLoadOrSayWhyNot) {
     EXPECT_TRUE(log.contains("Error attempting to format 'Window %d of %s': errNum = '12'."));
     VXString::setInstance(nullptr);
 
-    VXString text;
-    ASSERT_TRUE(VXString::fromRes(kPlainTextId, text).isSuccess());
-    EXPECT_EQ(utf8(text), "Capture server");
-    EXPECT_EQ(VXString::fromRes(kMissingId, text).code(), VXError::eNotFound);
+    VXString loaded;
+    ASSERT_TRUE(VXString::fromRes(kPlainTextId, loaded).isSuccess());
+    EXPECT_EQ(text(loaded), "Capture server");
+    EXPECT_EQ(VXString::fromRes(kMissingId, loaded).code(), VXError::eNotFound);
 }
 #endif
 
@@ -162,36 +162,35 @@ TEST(VXString, ParsingAndSearching) {
     EXPECT_TRUE(log.contains("Radix 1 in"));
     for (const char16_t* bad : {u"x1", u"", u"-"})
         EXPECT_EQ(VXString(bad).toInt(10, v).code(), VXError::eBadFormat);
-    EXPECT_NE(utf8(VXString(u"x1").toInt(10, v).message()).find("String \"x1\" not a number in"),
-              std::string::npos);
+    EXPECT_THAT(text(VXString(u"x1").toInt(10, v).message()), HasSubstr("String \"x1\" not a number in"));
     EXPECT_EQ(v, 99);  // untouched on failure
     const std::tuple<const char16_t*, int32_t, int32_t> good[] = {{u"-7", 10, -7},
                                                                   {u"12ab", 10, 12},
                                                                   {u"  ff", 16, 255},
                                                                   {u"-zz", 36, -1295},
                                                                   {u"99999999999", 10, INT32_MAX}};
-    for (const auto& [text, radix, value] : good) {
-        ASSERT_TRUE(VXString(text).toInt(radix, v).isSuccess()) << utf8(text);
-        EXPECT_EQ(v, value) << utf8(text);
+    for (const auto& [input, radix, value] : good) {
+        ASSERT_TRUE(VXString(input).toInt(radix, v).isSuccess()) << text(input);
+        EXPECT_EQ(v, value) << text(input);
     }
 
     VXString s(u"hello world");
     VXString out;
     ASSERT_TRUE(s.substr(6, out).isSuccess());
-    EXPECT_EQ(utf8(out), "world");
+    EXPECT_EQ(text(out), "world");
     EXPECT_TRUE(s.substr(12, out).isError());
     EXPECT_TRUE(log.contains("Bounds check failed in VXString::substr(int32)"));
 
     VXString r(u"a.b.c");
     ASSERT_TRUE(r.replaceFirst(u".", u"..").isSuccess());  // replacement containing the search text
-    EXPECT_EQ(utf8(r), "a..b.c");
+    EXPECT_EQ(text(r), "a..b.c");
     EXPECT_TRUE(r.replaceFirst(nullptr, u"y").isError());
 }
 
 TEST(VXString, Utf8RoundTrip) {
-    const std::string text = "caf\xC3\xA9 \xF0\x9F\x98\x80";
-    EXPECT_EQ(VXString::fromUtf8(text).toUtf8(), text);
-    EXPECT_EQ(utf8(VXString::fromUtf8("\xFF"
+    const std::string input = "caf\xC3\xA9 \xF0\x9F\x98\x80";
+    EXPECT_EQ(VXString::fromUtf8(input).toUtf8(), input);
+    EXPECT_EQ(text(VXString::fromUtf8("\xFF"
                                       "a")),
               "\xC3\xBF"
               "a");  // stray byte kept as Latin-1

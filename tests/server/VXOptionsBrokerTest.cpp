@@ -12,7 +12,7 @@ namespace {
 std::string value(const VXOptionsBroker& broker, const char16_t* key) {
     VXString out(u"<absent>");
     broker.getOptions().getString(key, out);
-    return utf8(out);
+    return text(out);
 }
 
 TEST(VXOptionsBroker, EachLineGivesExactlyItsOptions) {
@@ -37,12 +37,12 @@ TEST(VXOptionsBroker, EachLineGivesExactlyItsOptions) {
          {{u"customParam_a", "1"}, {u"customParam_b", "2"}, {u"g", "z"}}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(utf8(VXString(c.line)));
+        SCOPED_TRACE(text(VXString(c.line)));
         VXOptionsBroker broker;
         ASSERT_TRUE(broker.parse(c.line).isSuccess());
         EXPECT_EQ(broker.getOptions().count(), c.options.size());
         for (const auto& [key, expected] : c.options)
-            EXPECT_EQ(value(broker, key), expected) << utf8(VXString(key));
+            EXPECT_EQ(value(broker, key), expected) << text(VXString(key));
     }
 }
 
@@ -58,7 +58,7 @@ TEST(VXOptionsBroker, KeysKeepTheirCaseAndADroppedRepeatErasesNoEarlierValue) {
 TEST(VXOptionsBroker, CustomParamsAreUnpacked) {
     VXOptionsBroker broker;
     ASSERT_TRUE(broker.parse(u"\"/CustomParams a=1&b=2\"").isSuccess());
-    EXPECT_EQ(utf8(broker.getCustomParams().at(u"b")), "2");
+    EXPECT_EQ(text(broker.getCustomParams().at(u"b")), "2");
     // Split at the first "=", trailing blanks of the list trimmed, a repeated name overwritten.
     ASSERT_TRUE(broker.parseCustomParams(u"u=a=b&flag&a=3 \t").isSuccess());
     EXPECT_EQ(value(broker, u"customParam_u"), "a=b");
@@ -69,9 +69,9 @@ TEST(VXOptionsBroker, CustomParamsAreUnpacked) {
     EXPECT_EQ(broker.parseCustomParams(nullptr).code(), VXError::eBadParameter);
     EXPECT_EQ(broker.parseCustomParams(u"").code(), VXError::eNotFound);
     ASSERT_EQ(log.bodies().size(), 1u);
-    EXPECT_EQ(log.bodies()[0].rfind("d: ", 0), 0u);
-    EXPECT_NE(log.bodies()[0].find("VXOptionsBroker::parseCustomParams() - custom params list is empty"),
-              std::string::npos);
+    EXPECT_THAT(log.bodies()[0], StartsWith("d: "));
+    EXPECT_THAT(log.bodies()[0],
+                HasSubstr("VXOptionsBroker::parseCustomParams() - custom params list is empty"));
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ TEST(VistrelParams, CommandLinesParseBackToTheirRectangleIdentifierAndMode) {
     for (const auto& c : cases) {
         VXString line;
         ASSERT_TRUE(Params::makeCommandLine(c.rect, c.guid, c.unitTest, line).isSuccess());
-        EXPECT_EQ(utf8(line), c.line);
+        EXPECT_EQ(text(line), c.line);
         std::shared_ptr<Params> params;
         ASSERT_TRUE(createFrom(line.c_str(), params).isSuccess());
         EXPECT_EQ(params->captureRect, c.rect);
@@ -41,7 +41,7 @@ TEST(VistrelParams, CommandLinesParseBackToTheirRectangleIdentifierAndMode) {
     VXString line;
     const VXResult r = Params::makeCommandLine(VXRect(), nullptr, false, line);
     EXPECT_EQ(r.code(), VXError::eBadParameter);
-    EXPECT_NE(utf8(r.message()).find("Parameter check \"guid\" failed"), std::string::npos);
+    EXPECT_THAT(text(r.message()), HasSubstr("Parameter check \"guid\" failed"));
 }
 
 TEST(VistrelParams, RectangleIsReadLikeFourScannedIntegersAndMissingOptionsAreNotFound) {
@@ -62,14 +62,13 @@ TEST(VistrelParams, RectangleIsReadLikeFourScannedIntegersAndMissingOptionsAreNo
     for (const auto& c : cases) {
         std::shared_ptr<Params> params;
         const VXResult r = createFrom(c.line, params);
-        EXPECT_EQ(r.code(), c.code) << utf8(VXString(c.line));
+        EXPECT_EQ(r.code(), c.code) << text(VXString(c.line));
         EXPECT_EQ(params != nullptr, c.code == VXError::eNoError);
         if (params) {
-            EXPECT_EQ(params->captureRect, c.rect) << utf8(params->captureRect.toString());
+            EXPECT_EQ(params->captureRect, c.rect) << text(params->captureRect.toString());
         } else {
-            EXPECT_NE(utf8(r.message()).find("Error returned at Vistrel::Params::create, vistrelparams.cpp:"),
-                      std::string::npos)
-                << utf8(r.message());
+            EXPECT_THAT(text(r.message()),
+                        HasSubstr("Error returned at Vistrel::Params::create, vistrelparams.cpp:"));
         }
     }
 }
@@ -78,8 +77,7 @@ TEST(VistrelParams, AMissingPrefixIsNamed) {
     std::shared_ptr<Params> params;
     const VXResult r =
         Params::create(u"\"/cr 0,0,1,1\" \"/g a\"", u"S", u"C", u"E", u"K", u"I", u"W", nullptr, params);
-    EXPECT_EQ(utf8(r.message()).rfind("Parameter check \"fmoResultPrefix\" failed at ", 0), 0u)
-        << utf8(r.message());
+    EXPECT_THAT(text(r.message()), StartsWith("Parameter check \"fmoResultPrefix\" failed at "));
     EXPECT_FALSE(params);
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "VXLog.h"
+#include "support/ResultText.h"
 
 class LogCapture {
 public:
@@ -54,10 +55,6 @@ public:
 private:
     std::shared_ptr<VXLogCaptureTarget> _target;
 };
-
-inline std::string utf8(const VXString& s) {
-    return s.toUtf8();
-}
 
 // The message part of each captured line (after "<function> - ").
 inline std::vector<std::string> messages(const LogCapture& log) {

@@ -1,6 +1,8 @@
 // Texts as UTF-8, for comparisons and failure output.
 #pragma once
 
+#include <gmock/gmock.h>
+
 #include <string>
 
 #include "VXResult.h"
@@ -17,3 +19,7 @@ inline std::string text(const wchar_t* wide) {
     return VXString::fromWide(wide).toUtf8();
 }
 #endif
+
+// The matchers message checks use.
+using ::testing::HasSubstr;
+using ::testing::StartsWith;

@@ -14,7 +14,6 @@
 
 namespace {
 
-using imagetest::contains;
 using imagetest::get32;
 using imagetest::set32;
 
@@ -129,7 +128,7 @@ TEST_F(VXImageWin32Drawing, DrawCopiesTheImageToTheRectSubImagesFromTheirOriginI
 TEST_F(VXImageWin32Drawing, BlendMixesByEachSourcePixelsAlphaAndRefusesOtherDepths) {
     const VXResult depth = allocated(4, 4, 24)->blend(dc, VXRect(0, 0, 4, 4), VXPoint(0, 0));
     EXPECT_EQ(depth.code(), VXError::eBadStatus);
-    EXPECT_TRUE(contains(depth, "The source must be a 32-bit image"));
+    EXPECT_THAT(text(depth), HasSubstr("The source must be a 32-bit image"));
     EXPECT_EQ(canvasRgb(0, 0), 0x00303030u);
 
     fillCanvas(0);

@@ -55,8 +55,7 @@ TEST(VXComInit, EachModeBringsUpItsApartmentAndTheScopeUndoesOnlyWhatItDid) {
     const std::vector<std::string> lines = log.bodies();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].substr(0, 3), "E: ");
-    EXPECT_NE(lines[0].find("<winmain.cpp> initializeCom - CoInitializeEx() failed"), std::string::npos)
-        << lines[0];
+    EXPECT_THAT(lines[0], HasSubstr("<winmain.cpp> initializeCom - CoInitializeEx() failed"));
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ TEST(VXEvent, ScopesPrefixTheName) {
     for (int32_t scope = 0; scope < 4; ++scope) {
         VXString out;
         ASSERT_TRUE(VXSync::makeEventName(u"Start_x", scope, out).isSuccess());
-        EXPECT_EQ(utf8(out), expected[scope]);
+        EXPECT_EQ(text(out), expected[scope]);
     }
 }
 
@@ -35,8 +35,9 @@ TEST(VXEvent, CreationCodesAndSecurity) {
     VXEvent refused(taken.c_str(), true);
     EXPECT_EQ(refused.handle(), nullptr);
     EXPECT_EQ(refused.creationCode(), VXError::eBadHandle);
-    EXPECT_TRUE(log.contains("Failed to create VXEvent \"" + utf8(taken) + "\". Last error = 6"));
-    EXPECT_EQ(text(refused.wait(0)).rfind("Method \"WaitForSingleObject\" returned Win32 error [6].", 0), 0u);
+    EXPECT_TRUE(log.contains("Failed to create VXEvent \"" + text(taken) + "\". Last error = 6"));
+    EXPECT_THAT(text(refused.wait(0)),
+                StartsWith("Method \"WaitForSingleObject\" returned Win32 error [6]."));
     CloseHandle(mutex);
 
     auto hasNullDacl = [](const VXEvent& event) {

@@ -32,7 +32,7 @@ TEST(VXMutex, LockHeldPastTheTimeoutIsReportedOnceAndThenAcquiredUnlessSwitchedO
         std::thread holder([&] {
             mutex.lock();
             holderId = GetCurrentThreadId();
-            holderIdentity = utf8(VXLog::threadIdentity());
+            holderIdentity = text(VXLog::threadIdentity());
             locked.set_value();
             Sleep(kHoldMs);
             mutex.unlock();

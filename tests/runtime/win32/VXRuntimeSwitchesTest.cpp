@@ -34,7 +34,7 @@ protected:
 };
 
 TEST_F(RegistrySwitches, ExecutableKeyIsReadBeforeTheCommonKeyAndAbsenceChangesNothing) {
-    EXPECT_EQ(utf8(_common), "SOFTWARE\\Ombrel\\VXRT");
+    EXPECT_EQ(text(_common), "SOFTWARE\\Ombrel\\VXRT");
     write(_common, 1);
     VXRuntimeSwitches::loadFromRegistry();
     EXPECT_FALSE(VXRuntimeSwitches::mutexDeadlockDetection());

@@ -63,7 +63,7 @@ TEST(VistrelSharedObjects, EventThatCannotBeCreatedIsLoggedAndNotFatal) {
     ASSERT_TRUE(SharedObjects::create(*params, objects).isSuccess());
     EXPECT_EQ(objects->eventStart->handle(), nullptr);
     EXPECT_TRUE(
-        log.contains("Failed to create VXEvent \"" + utf8(params->eventStartName) + "\". Last error = 6"));
+        log.contains("Failed to create VXEvent \"" + text(params->eventStartName) + "\". Last error = 6"));
     EXPECT_NE(objects->eventCompleted->handle(), nullptr);
     CloseHandle(squatter);
 }
