@@ -7,6 +7,7 @@
 #include "SerializeUtils.h"
 #include "VistrelExchange.h"
 #include "VistrelServer.h"
+#include "support/win32/UniqueParams.h"
 
 namespace {
 
@@ -70,15 +71,8 @@ TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlagFromItsOwnBlock) {
     ASSERT_TRUE(SetCursorPos(kLowerOnly.x, kLowerOnly.y));
     pumpMessages();
 
-    VXString line;
-    std::shared_ptr<Vistrel::Params> params;
-    const VXString guid = vxFormat(u"VXCursor%u", static_cast<uint32_t>(GetCurrentProcessId()));
-    ASSERT_TRUE(Vistrel::Params::makeCommandLine(kRect, guid.c_str(), false, line).isSuccess());
-    ASSERT_TRUE(Vistrel::Params::create(line.c_str(), Vistrel::kEventStartPrefix,
-                                        Vistrel::kEventCompletedPrefix, Vistrel::kExclWndsPrefix,
-                                        Vistrel::kCaptureCursorPrefix, Vistrel::kImagePrefix,
-                                        Vistrel::kWaitResultPrefix, Vistrel::kResultPrefix, params)
-                    .isSuccess());
+    const auto params = uniqueParams(kRect);
+    ASSERT_TRUE(params);
     std::shared_ptr<Vistrel::SharedObjects> objects;
     ASSERT_TRUE(Vistrel::SharedObjects::create(*params, objects).isSuccess());
     VXResult served;

@@ -1,33 +1,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-
 #include "VistrelExchange.h"
 #include "VistrelParams.h"
 #include "VistrelSharedObjects.h"
 #include "support/LogCapture.h"
 #include "support/ResultText.h"
+#include "support/win32/UniqueParams.h"
 
 namespace {
 
 using Vistrel::SharedObjects;
 
 constexpr uint32_t kPage = 4096;
-
-// Parameters under names no other test, process or run uses.
-std::shared_ptr<Vistrel::Params> uniqueParams(const VXRect& rect) {
-    static std::atomic<int> counter{0};
-    const VXString guid = vxFormat(u"VXTest%u_%d", static_cast<uint32_t>(GetCurrentProcessId()), ++counter);
-    VXString line;
-    std::shared_ptr<Vistrel::Params> params;
-    if (Vistrel::Params::makeCommandLine(rect, guid.c_str(), false, line).isError())
-        return params;
-    Vistrel::Params::create(line.c_str(), Vistrel::kEventStartPrefix, Vistrel::kEventCompletedPrefix,
-                            Vistrel::kExclWndsPrefix, Vistrel::kCaptureCursorPrefix, Vistrel::kImagePrefix,
-                            Vistrel::kWaitResultPrefix, Vistrel::kResultPrefix, params);
-    return params;
-}
 
 // Maps size bytes of the named block through a handle of its own (false for no such block).
 bool mapsAtSize(const VXString& name, uint32_t size) {
