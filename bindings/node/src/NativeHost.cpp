@@ -1,0 +1,101 @@
+#include "NativeHost.h"
+
+#include <vector>
+
+#include "CaptureWorker.h"
+#include "ErrorCodes.h"
+#include "HostCallWorkers.h"
+
+namespace vistrel_node {
+
+Napi::Function NativeHost::define(Napi::Env env) {
+    return DefineClass(
+        env, "NativeHost",
+        {InstanceMethod<&NativeHost::capture>("capture"), InstanceMethod<&NativeHost::waitExit>("waitExit"),
+         InstanceMethod<&NativeHost::close>("close")});
+}
+
+NativeHost::NativeHost(const Napi::CallbackInfo& info) : Napi::ObjectWrap<NativeHost>(info) {
+    if (info.Length() < 1 || !info[0].IsExternal())
+        throw Napi::TypeError::New(info.Env(), "NativeHost is made by start()");
+    StartedHost& started = *info[0].As<Napi::External<StartedHost>>().Data();
+    _host = started.host;
+    _log = std::move(started.log);
+    _rect = started.rect;
+    _zeroCopy = started.zeroCopy;
+    started.host = nullptr;
+}
+
+NativeHost::~NativeHost() {
+    // Collected without close(): no call can be running (a running call holds the object), so
+    // the server is ended here, on the JavaScript thread; that takes a few milliseconds.
+    if (_host == nullptr)
+        return;
+    detachView_();
+    vistrel_host_close(_host);
+    _log.reset();
+}
+
+void NativeHost::begin_(Napi::Env env) {
+    if (_host == nullptr)
+        throw makeError(env, "ERR_VISTREL_CLOSED", "The host is closed");
+    if (_busy)
+        throw makeError(env, "ERR_VISTREL_BUSY", "Another call on this host is running");
+    _busy = true;
+}
+
+void NativeHost::detachView_() {
+    if (_view.IsEmpty())
+        return;
+    Napi::ArrayBuffer view = _view.Value();
+    if (!view.IsEmpty() && !view.IsDetached())
+        view.Detach();
+    _view.Reset();
+}
+
+// capture(windows: BigUint64Array, cursor: boolean, timeoutMs: number): Promise<frame>
+Napi::Value NativeHost::capture(const Napi::CallbackInfo& info) {
+    Napi::Env env = info.Env();
+    if (info.Length() < 3 || !info[0].IsTypedArray() ||
+        info[0].As<Napi::TypedArray>().TypedArrayType() != napi_biguint64_array || !info[1].IsBoolean() ||
+        !info[2].IsNumber())
+        throw Napi::TypeError::New(env, "capture(BigUint64Array, boolean, number)");
+    auto list = info[0].As<Napi::TypedArrayOf<uint64_t>>();
+    std::vector<uint64_t> windows(list.Data(), list.Data() + list.ElementLength());
+    begin_(env);
+    // The previous zero-copy frame shows the block this capture overwrites.
+    detachView_();
+    const size_t frameBytes =
+        static_cast<size_t>(_rect.right - _rect.left) * static_cast<size_t>(_rect.bottom - _rect.top) * 4;
+    auto* worker = new CaptureWorker(*this, info.This().As<Napi::Object>(), std::move(windows),
+                                     info[1].As<Napi::Boolean>().Value(),
+                                     info[2].As<Napi::Number>().Uint32Value(), _zeroCopy, frameBytes);
+    worker->Queue();
+    return worker->promise();
+}
+
+// waitExit(timeoutMs: number): Promise<{exitCode, finalCode, text}>
+Napi::Value NativeHost::waitExit(const Napi::CallbackInfo& info) {
+    Napi::Env env = info.Env();
+    if (info.Length() < 1 || !info[0].IsNumber())
+        throw Napi::TypeError::New(env, "waitExit(number)");
+    begin_(env);
+    auto* worker =
+        new WaitExitWorker(*this, info.This().As<Napi::Object>(), info[0].As<Napi::Number>().Uint32Value());
+    worker->Queue();
+    return worker->promise();
+}
+
+// close(): Promise<void>. The object lets go of the host at once; the server ends on a worker.
+Napi::Value NativeHost::close(const Napi::CallbackInfo& info) {
+    Napi::Env env = info.Env();
+    begin_(env);
+    detachView_();
+    VistrelHost* closing = _host;
+    _host = nullptr;
+    auto* worker = new CloseWorker(*this, info.This().As<Napi::Object>(), closing, std::move(_log));
+    worker->Queue();
+    return worker->promise();
+}
+
+}  // namespace vistrel_node
