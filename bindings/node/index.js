@@ -93,8 +93,10 @@ class Host extends EventEmitter {
   capture({ exclude = [], cursor = false, timeoutMs = kDefaultTimeoutMs, signal } = {}) {
     try {
       if (this.#closing) throw closedError();
-      const list = exclude === null || typeof exclude !== 'object' || !(Symbol.iterator in exclude)
-        ? [exclude] : [...exclude];
+      // A Buffer is iterable too, but it is one handle (Electron's getNativeWindowHandle()).
+      const one = exclude === null || typeof exclude !== 'object' || Buffer.isBuffer(exclude) ||
+        !(Symbol.iterator in exclude);
+      const list = one ? [exclude] : [...exclude];
       const windows = BigUint64Array.from(list, windowHandle);
       if (typeof cursor !== 'boolean') throw invalid('cursor must be a boolean', 'ERR_INVALID_ARG_TYPE');
       if (!Number.isInteger(timeoutMs) || timeoutMs < 0 || timeoutMs > kMaxTimeoutMs)
