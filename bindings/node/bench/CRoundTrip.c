@@ -1,6 +1,6 @@
 /* The C side of the round-trip comparison: starts a host on a rectangle, makes one warm-up
  * capture and then COUNT timed ones in the given frame mode, and prints one JSON line with the
- * median and mean time of a capture call in milliseconds.
+ * time of each capture call, their median and their mean, in milliseconds.
  * usage: vistrel-node-bench-c SERVER LEFT TOP RIGHT BOTTOM COUNT copy|zero-copy */
 #include <stdio.h>
 #include <stdlib.h>
@@ -51,11 +51,13 @@ int wmain(int argc, wchar_t** argv) {
         return 1;
     }
     double sum = 0;
-    for (int i = 0; i < count; ++i)
+    printf("{\"mode\":\"%ls\",\"timesMs\":[", argv[7]);
+    for (int i = 0; i < count; ++i) {
         sum += times[i];
+        printf("%s%.3f", i > 0 ? "," : "", times[i]);
+    }
     qsort(times, (size_t)count, sizeof(double), compareDoubles);
-    printf("{\"mode\":\"%ls\",\"count\":%d,\"medianMs\":%.3f,\"meanMs\":%.3f}\n", argv[7], count,
-           times[count / 2], sum / count);
+    printf("],\"medianMs\":%.3f,\"meanMs\":%.3f}\n", times[count / 2], sum / count);
     free(times);
     vistrel_host_close(host);
     return 0;
