@@ -72,6 +72,22 @@ test('a zero-copy frame is valid until the next capture starts, then detached', 
   assert.equal(last.data.length, 0);
 });
 
+test("an answer without a picture resolves with the server's code and text", async (t) => {
+  // The stand-in renders black when its server's environment says so (inherited at start).
+  process.env.VXMAG_RENDER = 'black';
+  let host;
+  try {
+    host = await vistrel.start({ rect });
+  } finally {
+    delete process.env.VXMAG_RENDER;
+  }
+  t.after(() => host.close());
+  const frame = await host.capture();
+  assert.equal(frame.code, 2022);
+  assert.match(frame.text, /All captured pixels are black/);
+  assert.deepEqual([frame.data.length, frame.rects.length], [0, 0]);
+});
+
 test('bad arguments reject with a code before anything is sent', async (t) => {
   const host = await vistrel.start({ rect });
   t.after(() => host.close());
