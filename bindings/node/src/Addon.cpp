@@ -2,9 +2,7 @@
 // API on these.
 #include <napi.h>
 
-#include <vector>
-
-#include "ErrorCodes.h"
+#include "MonitorsWorker.h"
 #include "NativeHost.h"
 #include "StartWorker.h"
 #include "vistrel_host.h"
@@ -15,56 +13,6 @@ namespace {
 
 struct AddonData {
     Napi::FunctionReference hostClass;
-};
-
-class MonitorsWorker : public Napi::AsyncWorker {
-public:
-    explicit MonitorsWorker(Napi::Env env)
-        : Napi::AsyncWorker(env, "vistrel.monitors"), _deferred(Napi::Promise::Deferred::New(env)) {}
-    Napi::Promise promise() const { return _deferred.Promise(); }
-
-private:
-    void Execute() override {
-        uint32_t count = 0;
-        _result = vistrel_host_list_monitors(nullptr, 0, &count, nullptr);
-        // A monitor plugged in between the two calls is left for the next listing.
-        if (_result == VISTREL_OK && count > 0) {
-            _monitors.resize(count);
-            _result = vistrel_host_list_monitors(_monitors.data(), count, &count, nullptr);
-            _monitors.resize(count < _monitors.size() ? count : _monitors.size());
-        }
-    }
-
-    static Napi::Object rect(Napi::Env env, const VistrelRect& r) {
-        Napi::Object object = Napi::Object::New(env);
-        object.Set("left", r.left);
-        object.Set("top", r.top);
-        object.Set("right", r.right);
-        object.Set("bottom", r.bottom);
-        return object;
-    }
-
-    void OnOK() override {
-        Napi::Env env = Env();
-        if (_result != VISTREL_OK) {
-            _deferred.Reject(makeError(env, _result, u"Listing the monitors failed").Value());
-            return;
-        }
-        Napi::Array list = Napi::Array::New(env, _monitors.size());
-        for (uint32_t i = 0; i < _monitors.size(); ++i) {
-            Napi::Object monitor = Napi::Object::New(env);
-            monitor.Set("bounds", rect(env, _monitors[i].bounds));
-            monitor.Set("workArea", rect(env, _monitors[i].workArea));
-            monitor.Set("primary", _monitors[i].primary != 0);
-            monitor.Set("deviceName", Napi::String::New(env, fromWide(_monitors[i].deviceName)));
-            list.Set(i, monitor);
-        }
-        _deferred.Resolve(list);
-    }
-
-    Napi::Promise::Deferred _deferred;
-    int32_t _result = 0;
-    std::vector<VistrelMonitor> _monitors;
 };
 
 Napi::Value start(const Napi::CallbackInfo& info) {

@@ -58,11 +58,18 @@ test('an unchanged screen reports no changed rectangles, and the copy outlives t
 });
 
 test('a zero-copy frame is valid until the next capture starts, then detached', async (t) => {
+  const scene = await showWindows([{ rect: [100, 100, 500, 400], rgb: kGreen }]);
+  t.after(scene.stop);
+  const copying = await vistrel.start({ rect });
+  const copied = await copying.capture();
+  await copying.close();
   const host = await vistrel.start({ rect, zeroCopy: true });
   t.after(() => host.close());
   const first = await host.capture();
   assert.equal(first.code, 2000, first.text);
-  assert.equal(first.data.length, 640 * 480 * 4);
+  assert.equal(first.stride, copied.stride);
+  assert.ok(first.data.equals(copied.data));
+  assert.equal(pixel(first, onlyGreen.x, onlyGreen.y), kGreen);
   assert.deepEqual(first.rects, [{ left: 0, top: 0, right: 640, bottom: 480 }]);
   const pending = host.capture();
   await pending;
