@@ -28,16 +28,17 @@ test('timers keep firing while a capture waits for the server', async (t) => {
   const began = Date.now();
   try {
     // A blocked event loop would let no tick through until the capture gave up.
-    await assert.rejects(host.capture({ timeoutMs: 1500 }), { code: 2024 });
+    await assert.rejects(host.capture({ timeoutMs: 3000 }), { code: 2024 });
   } finally {
     clearInterval(timer);
     setSuspended(pid, false);
   }
   const ended = Date.now();
-  assert.ok(ended - began >= 1400, `the capture gave up after ${ended - began} ms`);
+  assert.ok(ended - began >= 2900, `the capture gave up after ${ended - began} ms`);
   const gaps = [began, ...ticks, ended].slice(1).map((at, i) => at - [began, ...ticks][i]);
-  assert.ok(ticks.length >= 30, `only ${ticks.length} ticks in ${ended - began} ms`);
-  assert.ok(Math.max(...gaps) < 300, `the event loop stood still for ${Math.max(...gaps)} ms`);
+  assert.ok(ticks.length >= 10, `only ${ticks.length} ticks in ${ended - began} ms`);
+  // A loaded machine delays a tick now and then; a blocked loop stands still for 3 s.
+  assert.ok(Math.max(...gaps) < 1000, `the event loop stood still for ${Math.max(...gaps)} ms`);
 });
 
 test('an abort rejects at once; the call it left behind finishes before the next', async (t) => {
