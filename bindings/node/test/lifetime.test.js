@@ -54,7 +54,8 @@ test('an abort rejects at once; the call it left behind finishes before the next
   controller.abort();
   await assert.rejects(capture, { name: 'AbortError', code: 'ABORT_ERR' });
   await assert.rejects(queued, { name: 'AbortError', code: 'ABORT_ERR' });
-  assert.ok(Date.now() - aborted < 100, `rejected ${Date.now() - aborted} ms after the abort`);
+  // Without the abort it would take 20 s; a loaded machine may take a moment.
+  assert.ok(Date.now() - aborted < 1000, `rejected ${Date.now() - aborted} ms after the abort`);
   await assert.rejects(host.capture({ signal: AbortSignal.abort() }), { code: 'ABORT_ERR' });
   setSuspended(pid, false);
   // The server answers the abandoned request; the next one gets its own answer.
