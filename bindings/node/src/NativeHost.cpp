@@ -44,13 +44,25 @@ void NativeHost::begin_(Napi::Env env) {
     _busy = true;
 }
 
-void NativeHost::detachView_() {
-    if (_view.IsEmpty())
+void NativeHost::setView(Napi::ArrayBuffer view) {
+    detachView_();
+    if (napi_create_reference(view.Env(), view, 0, &_view) != napi_ok)
+        _view = nullptr;
+}
+
+void NativeHost::detachView_() noexcept {
+    // Plain Node-API calls: this runs in the finalizer too, where nothing may throw. A view that
+    // cannot be detached there belongs to an environment that runs no more JavaScript.
+    if (_view == nullptr)
         return;
-    Napi::ArrayBuffer view = _view.Value();
-    if (!view.IsEmpty() && !view.IsDetached())
-        view.Detach();
-    _view.Reset();
+    napi_env env = Env();
+    napi_value view = nullptr;
+    bool detached = true;
+    if (napi_get_reference_value(env, _view, &view) == napi_ok && view != nullptr &&
+        napi_is_detached_arraybuffer(env, view, &detached) == napi_ok && !detached)
+        napi_detach_arraybuffer(env, view);
+    napi_delete_reference(env, _view);
+    _view = nullptr;
 }
 
 // capture(windows: BigUint64Array, cursor: boolean, timeoutMs: number): Promise<frame>

@@ -34,7 +34,7 @@ public:
     // An operation's worker ended (on the JavaScript thread).
     void finished() { _busy = false; }
     // A zero-copy frame's Buffer: detached before the block it shows changes or goes away.
-    void setView(Napi::ArrayBuffer view) { _view = Napi::Weak(view); }
+    void setView(Napi::ArrayBuffer view);
 
 private:
     Napi::Value capture(const Napi::CallbackInfo& info);
@@ -42,14 +42,14 @@ private:
     Napi::Value close(const Napi::CallbackInfo& info);
     // Marks the host busy; throws when it is closed or another call runs.
     void begin_(Napi::Env env);
-    void detachView_();
+    void detachView_() noexcept;
 
     VistrelHost* _host = nullptr;
     std::unique_ptr<LogRelay> _log;
     VistrelRect _rect{};
     bool _zeroCopy = false;
     bool _busy = false;
-    Napi::Reference<Napi::ArrayBuffer> _view;
+    napi_ref _view = nullptr;  // weak: the view may be collected before it is detached
 };
 
 }  // namespace vistrel_node
