@@ -7,7 +7,7 @@
 const { spawnSync } = require('node:child_process');
 const vistrel = require('vistrel');
 
-const [benchC, server, countText = '25', roundsText = '8'] = process.argv.slice(2);
+const [benchC, server, countText = '10', roundsText = '20'] = process.argv.slice(2);
 const count = Number(countText);
 const rounds = Number(roundsText);
 const rect = { left: 0, top: 0, right: 1920, bottom: 1080 };
