@@ -57,7 +57,7 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
         delivered.emplace_back(std::string(line), fromHost);
     };
 
-    const VXString id = VXString(u"e2e-log-") + Vistrel::HostCommand::newGuid();
+    const VXString id = VXString(u"e2e-log-") + e2e::freshGuid();
     std::atomic<uint64_t> noise{0};
     uint32_t processId = 0;
     {
@@ -79,8 +79,8 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
         // A window count past the block ends the loop; the server then shuts down and logs
         // the failed MagUninitialize.
         const uint64_t count = 5000;
-        std::memcpy(host->sharedObjects()->shMemExclWnds->view, &count, sizeof count);
-        ASSERT_TRUE(host->sharedObjects()->eventStart->set().isSuccess());
+        std::memcpy(host->view(Vistrel::ServerInstance::Block::eExclWnds), &count, sizeof count);
+        ASSERT_TRUE(host->signalStart().isSuccess());
         Vistrel::ResultRecord final;
         EXPECT_EQ(e2e::exitOf(*host, final), 10u);
     }
