@@ -95,6 +95,9 @@ static_assert(VISTREL_LOG_NOT_OPENED == VXError::eIOError);
 static_assert(VISTREL_BUSY == VXError::eBusy);
 static_assert(VISTREL_CLOSE_BOUND_MS == Vistrel::Host::kCloseBoundMs);
 
+// The host whose log callback runs on this thread, if any: a callback cannot close its own host.
+thread_local const VistrelHost* tlsCallbackHost = nullptr;
+
 // Counts one call on a host for as long as it runs; refused once close has begun.
 class CallScope {
 public:
@@ -196,7 +199,8 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions
     auto* h = new (std::nothrow) VistrelHost;
     if (h == nullptr)
         return VXError::eNoMemory;
-    *host = h;  // handed out even on failure, so that the caller can read the error text
+    *host = h;           // handed out even on failure, so that the caller can read the error text
+    CallScope scope(h);  // a close from another thread (or the log callback) waits for the start
     try {
         if (options == nullptr || options->size < kStartOptionsV1)
             return remember(h, VX_ERROR(VXError::eBadParameter, u"Start options missing or too small"));
@@ -217,9 +221,11 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions
                 hostOptions.logPath = fromWide(options->logPath);
             if (VistrelLogCallback callback = options->logCallback) {
                 void* context = options->logContext;
-                hostOptions.logCallback = [callback, context](std::string_view line, bool fromHost) {
+                hostOptions.logCallback = [callback, context, h](std::string_view line, bool fromHost) {
                     const std::string text(line);
+                    tlsCallbackHost = h;
                     callback(context, text.c_str(), fromHost ? 1 : 0);
+                    tlsCallbackHost = nullptr;
                 };
             }
         }
@@ -296,7 +302,7 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_close(VistrelHost* h) {
     if (h == nullptr)
         return VXError::eNoError;
     // The log thread cannot wait for itself to finish delivering.
-    if (h->host && h->host->isLogThread())
+    if (tlsCallbackHost == h)
         return VXError::eBusy;
     {
         std::unique_lock<std::mutex> guard(h->calls);
