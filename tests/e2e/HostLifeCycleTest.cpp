@@ -160,11 +160,20 @@ TEST(HostCapture, CancelFromAnotherThreadEndsAHeldCaptureAndTheTimeOutCoversTheL
     EXPECT_LT(elapsedMs(start), 3000u);
     host->cancel();  // with no capture in progress: nothing, the next capture is not canceled
 
-    // The canceled request's answer is still due: the next capture waits for it and then its
-    // own, both inside its one time-out.
+    // The canceled request's answer is still due. The server answers it late, then is held again
+    // while it captures the next request: that capture waited for the late answer and then for
+    // its own, both inside its one time-out (counted afresh for its own wait, it would last
+    // about twice as long).
+    std::thread server([] {
+        Sleep(300);
+        e2e::setServerSuspended(false);
+        Sleep(700);
+        e2e::setServerSuspended(true);
+    });
     start = std::chrono::steady_clock::now();
-    EXPECT_EQ(host->capture({}, false, capture, 1000).code(), VISTREL_TIMEOUT);
-    EXPECT_LT(elapsedMs(start), 1500u) << "the late answer's wait counts in the time-out";
+    EXPECT_EQ(host->capture({}, false, capture, 1500).code(), VISTREL_TIMEOUT);
+    EXPECT_LT(elapsedMs(start), 1800u) << "the late answer's wait counts in the time-out";
+    server.join();
     e2e::setServerSuspended(false);
     ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());
     EXPECT_EQ(capture.result.code, 2000);
