@@ -20,6 +20,10 @@ namespace HostPlatform {
 
 // Bytes from the system's cryptographic generator.
 VXResult randomBytes(void* buffer, size_t size);
+// What a fresh identifier ends with: "" on Windows, where names go with their last handle;
+// "-h<host process id>" on POSIX, where they outlive it, so that a later host can tell the names
+// of a host that died (and remove them) from those of one that lives.
+VXString identifierTag();
 // The server's file name: "Vistrel.exe" on Windows, "vistrel" elsewhere.
 const char16_t* serverFileName();
 // The server beside the library this code is linked into (the DLL or shared object).

@@ -47,6 +47,7 @@ private:
     ServerInstance();
     struct Platform;
     std::unique_ptr<Platform> _platform;
+    Params _params;
     uint32_t _processId = 0;
 };
 

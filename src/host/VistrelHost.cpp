@@ -48,9 +48,10 @@ Host::~Host() {
 VXResult Host::start(const HostOptions& options, std::unique_ptr<Host>& host) {
     VX_CHECK_PARAM(!options.captureRect.isEmpty());
     VXString guid = options.guid;
-    if (guid.isEmpty())
+    if (guid.isEmpty()) {
         VX_RETURN_IF_ERROR(HostCommand::newGuid(guid));
-    else
+        guid.append(HostPlatform::identifierTag());
+    } else
         VX_RETURN_IF_ERROR(HostCommand::checkIdentifier(guid));
     VXString serverPath = options.serverPath;
     if (serverPath.isEmpty())
@@ -146,6 +147,7 @@ VXResult Host::restart_(const VXString& reason) {
     const VXRect rect = _pendingRect.isEmpty() ? _params->captureRect : _pendingRect;
     VXString guid;
     VX_RETURN_IF_ERROR(HostCommand::newGuid(guid));
+    guid.append(HostPlatform::identifierTag());
     VXString serverOptions;
     VX_RETURN_IF_ERROR(Params::makeCommandLine(rect, guid.c_str(), _unitTestMode, serverOptions));
     // The old objects go before the new ones come: a host holds one server's at a time.

@@ -52,6 +52,8 @@
 #else
 #define VISTREL_HOST_API __declspec(dllimport)
 #endif
+#elif defined(VISTREL_HOST_BUILDING) && defined(__GNUC__)
+#define VISTREL_HOST_API __attribute__((visibility("default")))
 #else
 #define VISTREL_HOST_API
 #endif

@@ -45,6 +45,10 @@ VXResult randomBytes(void* buffer, size_t size) {
     return VXError::eNoError;
 }
 
+VXString identifierTag() {
+    return VXString();
+}
+
 const char16_t* serverFileName() {
     return u"Vistrel.exe";
 }

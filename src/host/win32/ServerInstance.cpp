@@ -41,6 +41,7 @@ ServerInstance::~ServerInstance() = default;
 
 VXResult ServerInstance::create(const Params& params, std::unique_ptr<ServerInstance>& instance) {
     std::unique_ptr<ServerInstance> made(new ServerInstance);
+    made->_params = params;
     Platform& p = *made->_platform;
     VX_RETURN_IF_ERROR(SecuredObjects::create(params, p.secured));
     VX_RETURN_IF_ERROR(SharedObjects::create(params, p.objects));
