@@ -2,8 +2,9 @@
 // exclusively, removed when the instance goes; names left by hosts of this library that died
 // (their process id is in the identifier) are removed before a start. The server is spawned
 // without PATH, in its own folder, with descriptors 0 and 1 on /dev/null, 2 on the log pipe
-// (or /dev/null) and nothing else; it ends with its host through the parent-death signal, and a
-// pidfd reports its end at once.
+// (or /dev/null) and nothing else; it ends with its host through the parent-death signal (set by
+// the server itself; the host's process id goes along in VISTREL_HOST_PID), and a pidfd reports
+// its end at once.
 #include "ServerInstance.h"
 
 #include <dirent.h>
@@ -20,8 +21,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "VXChecks.h"
@@ -87,6 +91,57 @@ void removeStaleObjects() {
     }
     closedir(folder);
 }
+
+// The parent-death signal fires when the thread that started the child ends, not the process: a
+// server started from a host's short-lived thread would die with that thread. So every server is
+// spawned by one thread of the library's own that lives as long as the process.
+class SpawnThread {
+public:
+    static int spawn(pid_t& pid, const char* path, const posix_spawn_file_actions_t* actions,
+                     char* const argv[], char* const envp[]) {
+        static SpawnThread* thread = new SpawnThread;  // never destroyed: it must outlive every host
+        std::unique_lock<std::mutex> guard(thread->_lock);
+        thread->_idle.wait(guard, [] { return thread->_job == nullptr; });
+        Job job{path, actions, argv, envp};
+        thread->_job = &job;
+        thread->_changed.notify_all();
+        thread->_idle.wait(guard, [&job] { return job.done; });
+        pid = job.pid;
+        return job.result;
+    }
+
+private:
+    struct Job {
+        const char* path;
+        const posix_spawn_file_actions_t* actions;
+        char* const* argv;
+        char* const* envp;
+        pid_t pid = 0;
+        int result = 0;
+        bool done = false;
+    };
+
+    SpawnThread() {
+        std::thread([this] { run_(); }).detach();
+    }
+
+    void run_() {
+        std::unique_lock<std::mutex> guard(_lock);
+        for (;;) {
+            _changed.wait(guard, [this] { return _job != nullptr && !_job->done; });
+            Job& job = *_job;
+            job.result = posix_spawn(&job.pid, job.path, job.actions, nullptr, job.argv, job.envp);
+            job.done = true;
+            _job = nullptr;
+            _idle.notify_all();
+        }
+    }
+
+    std::mutex _lock;
+    std::condition_variable _changed;
+    std::condition_variable _idle;
+    Job* _job = nullptr;
+};
 
 }  // namespace
 
@@ -191,7 +246,7 @@ VXResult ServerInstance::launch(const VXString& serverPath, const VXString& comm
     if (!folder.empty())
         posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
     pid_t pid = 0;
-    const int spawned = posix_spawn(&pid, path.c_str(), &actions, nullptr, argv.data(), envp.data());
+    const int spawned = SpawnThread::spawn(pid, path.c_str(), &actions, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
     if (spawned != 0)
         return VX_CRT_ERROR(u"posix_spawn", spawned);
