@@ -271,9 +271,17 @@ TEST(LinuxHost, AKilledHostTakesItsServerAlongAndALaterHostClearsWhatItLeft) {
 
 TEST(LinuxHost, AServerStartedFromAThreadThatEndedLivesOnAndCloseFromAnotherThreadEndsAWaitingCapture) {
     CHost h;
+    // The parent-death signal follows the thread that started the child. This thread ends once
+    // the server has answered, so surely after the server set that signal up.
     int32_t started = 0;
-    std::thread([&] { started = h.start(); }).join();  // the parent-death signal is per thread
+    int32_t answered = 0;
+    std::thread([&] {
+        started = h.start();
+        VistrelFrame first;
+        answered = started == VISTREL_OK ? h.capture(first) : started;
+    }).join();
     ASSERT_EQ(started, VISTREL_OK) << text(vistrel_host_last_error(h.host));
+    ASSERT_EQ(answered, VISTREL_OK) << text(vistrel_host_last_error(h.host));
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     VistrelFrame frame;
     ASSERT_EQ(h.capture(frame), VISTREL_OK) << text(vistrel_host_last_error(h.host));
