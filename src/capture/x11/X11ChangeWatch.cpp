@@ -1,9 +1,15 @@
 #include "X11ChangeWatch.h"
 
+#include <chrono>
+#include <thread>
+
 #include "VXChecks.h"
+#include "VXPlatform.h"
 #include "X11Reply.h"
 
 namespace {
+
+constexpr auto kQuietPoll = std::chrono::milliseconds(5);
 
 // The high bit of an event's type says it was sent by a client, not by the server.
 constexpr uint8_t kEventTypeMask = 0x7F;
@@ -73,6 +79,27 @@ void X11ChangeWatch::arm(X11Connection& connection, const std::vector<X11TopWind
     }
     if (_rootDamage != 0)
         batch.add(xcb_damage_subtract_checked(c, _rootDamage, XCB_NONE, XCB_NONE), u"DamageSubtract", false);
+}
+
+VXResult X11ChangeWatch::waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs) {
+    const uint8_t damageNotify = static_cast<uint8_t>(connection.damageEventBase() + XCB_DAMAGE_NOTIFY);
+    const uint64_t start = VXPlatform::monotonicMicroseconds() / 1000;
+    uint64_t lastDamage = start;
+    for (uint64_t now = start; now - lastDamage < quietMs && now - start < maxMs;
+         now = VXPlatform::monotonicMicroseconds() / 1000) {
+        xcb_flush(connection.get());
+        bool damaged = false;
+        while (X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection.get())})
+            damaged = damaged || (event->response_type & kEventTypeMask) == damageNotify;
+        VX_RETURN_IF_ERROR(connection.checkAlive(VX_SITE));
+        if (damaged) {
+            lastDamage = now;
+            for (const auto& [window, watched] : _watched)
+                xcb_damage_subtract(connection.get(), watched.damage, XCB_NONE, XCB_NONE);
+        }
+        std::this_thread::sleep_for(kQuietPoll);
+    }
+    return VXError::eNoError;
 }
 
 bool X11ChangeWatch::damageCounts_(const xcb_damage_notify_event_t& event, const VXRect& area,

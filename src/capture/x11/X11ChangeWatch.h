@@ -31,6 +31,9 @@ public:
     bool changedSince(X11Connection& connection, uint32_t sinceSequence, const VXRect& area,
                       const std::vector<X11TopWindow>& read, const std::vector<X11TopWindow>& all, bool rootRead,
                       xcb_window_t ignored);
+    // Waits until no damage to the armed windows has come for quietMs, at most maxMs: the
+    // clients redrawing what a new redirection exposed in their pixmaps.
+    VXResult waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs);
     void release(X11Connection& connection);
 
 private:

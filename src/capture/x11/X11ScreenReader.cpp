@@ -15,6 +15,10 @@ namespace {
 
 constexpr uint32_t kColorBits = 0x00FFFFFF;
 constexpr int32_t kBytesPerPixel = 4;
+// After the first redirection the clients repaint what it exposed in their new pixmaps: the
+// first capture waits for them to be quiet for a while, within a bound.
+constexpr uint32_t kRepaintQuietMs = 100;
+constexpr uint32_t kRepaintMaxMs = 1000;
 
 uint64_t nowMs() {
     return VXPlatform::monotonicMicroseconds() / 1000;
@@ -53,6 +57,11 @@ VXResult X11ScreenReader::connect_() {
     bool vanished = false;
     VX_RETURN_IF_ERROR(batch.check(vanished, VX_SITE));
     VX_RETURN_IF_ERROR(_watch.start(_connection));
+    uint32_t firstSequence = 0;
+    VX_RETURN_IF_ERROR(_stack.refresh(_connection, firstSequence));
+    _watch.arm(_connection, _stack.viewable(), batch);
+    VX_RETURN_IF_ERROR(batch.check(vanished, VX_SITE));
+    VX_RETURN_IF_ERROR(_watch.waitForQuiet(_connection, kRepaintQuietMs, kRepaintMaxMs));
     return VXError::eNoError;
 }
 
