@@ -151,20 +151,26 @@ bool X11ChangeWatch::structureCounts_(const xcb_generic_event_t& event, const VX
 
 bool X11ChangeWatch::changedSince(X11Connection& connection, uint32_t sinceSequence, const VXRect& area,
                                   const std::vector<X11TopWindow>& read, const std::vector<X11TopWindow>& all,
-                                  bool rootRead, xcb_window_t ignored) {
+                                  bool rootRead, xcb_window_t ignored, bool& changedBefore) {
     bool changed = false;
     const uint8_t damageNotify = static_cast<uint8_t>(connection.damageEventBase() + XCB_DAMAGE_NOTIFY);
     // Every event that has come is taken off the queue, so that none is left for a later capture.
+    changedBefore = false;
     while (X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection.get())}) {
         // Errors of requests nobody checks, and events from before this capture began.
-        if (event->response_type == 0 || changed || event->full_sequence < sinceSequence)
+        if (event->response_type == 0)
             continue;
+        bool counts = false;
         if ((event->response_type & kEventTypeMask) == damageNotify) {
-            changed = damageCounts_(reinterpret_cast<const xcb_damage_notify_event_t&>(*event), area, read,
-                                    rootRead, connection.root());
+            counts = damageCounts_(reinterpret_cast<const xcb_damage_notify_event_t&>(*event), area, read, rootRead,
+                                   connection.root());
         } else {
-            changed = structureCounts_(*event, area, all, ignored);
+            counts = structureCounts_(*event, area, all, ignored);
         }
+        if (event->full_sequence < sinceSequence)
+            changedBefore = changedBefore || counts;
+        else
+            changed = changed || counts;
     }
     return changed;
 }

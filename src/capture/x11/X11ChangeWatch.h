@@ -27,10 +27,11 @@ public:
     // `sinceSequence` was handled, changed what a capture of `area` reads: damage inside the
     // area to one of the windows `read` (or to the root when rootRead), or a change in the
     // stacking, mapping or geometry of a window that was (among `all`) or is inside the area.
-    // Events about `ignored` (our own window) never count.
+    // Events about `ignored` (our own window) never count. changedBefore: such a change came
+    // before sinceSequence, since the events were last read.
     bool changedSince(X11Connection& connection, uint32_t sinceSequence, const VXRect& area,
                       const std::vector<X11TopWindow>& read, const std::vector<X11TopWindow>& all, bool rootRead,
-                      xcb_window_t ignored);
+                      xcb_window_t ignored, bool& changedBefore);
     // Waits until no damage to the armed windows has come for quietMs, at most maxMs: the
     // clients redrawing what a new redirection exposed in their pixmaps.
     VXResult waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs);

@@ -3,7 +3,9 @@
 #include <xcb/composite.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "VXChecks.h"
 #include "VXPlatform.h"
@@ -172,8 +174,12 @@ VXResult X11ScreenReader::attempt_(bool compositorRunning, bool& changed) {
                                              static_cast<uint16_t>(visible.getHeight()), vanished));
         _lastComposed = true;
     }
-    changed = vanished || _watch.changedSince(_connection, firstSequence, visible, read, all, !excludedInside,
-                                              _background.window());
+    bool changedBefore = false;
+    changed = _watch.changedSince(_connection, firstSequence, visible, read, all, !excludedInside,
+                                  _background.window(), changedBefore) ||
+              vanished;
+    if (changed || changedBefore)
+        _lastChangeMs = nowMs();
     return VXError::eNoError;
 }
 
@@ -211,12 +217,18 @@ VXResult X11ScreenReader::readScreen() {
     for (;;) {
         bool changed = false;
         VX_RETURN_IF_ERROR(attempt_(compositorRunning, changed));
-        if (!changed)
+        const uint64_t now = nowMs();
+        if (!changed && now - _lastChangeMs >= kQuietMs)
             break;
         ++_stabilizationRounds;
-        if (nowMs() - start >= kStabilizationTimeoutMs) {
+        if (now - start >= kStabilizationTimeoutMs) {
             _stabilizationTimedOut = true;
             break;
+        }
+        // Unchanged during the attempt but changed just before: wait out the quiet time.
+        if (!changed) {
+            const uint64_t wait = std::min<uint64_t>(_lastChangeMs + kQuietMs - now, start + kStabilizationTimeoutMs - now);
+            std::this_thread::sleep_for(std::chrono::milliseconds(wait));
         }
     }
     _stabilizationTimeMs = static_cast<uint32_t>(nowMs() - start);

@@ -3,7 +3,7 @@
 // does not change), and for each capture reads the screen itself when no listed window is in
 // the rectangle, else composes the rectangle from the background and the other windows'
 // pixmaps in the X server. A capture counts when no window inside the rectangle was damaged
-// while it was taken; otherwise it is taken again, for up to 500 ms.
+// while it was taken, nor for 20 ms before; otherwise it is taken again, for up to 500 ms.
 // Owns its X connection, which it opens at the first setup. The request loop calls it from one
 // thread only.
 #pragma once
@@ -27,6 +27,9 @@
 class X11ScreenReader : public ScreenReader {
 public:
     static constexpr uint32_t kStabilizationTimeoutMs = 500;
+    // How long the rectangle must have been without change for a capture to count: content
+    // that changes faster than this never settles, as two readbacks never agree on Windows.
+    static constexpr uint32_t kQuietMs = 20;
 
     // displayName empty: $DISPLAY.
     explicit X11ScreenReader(std::string displayName = {});
@@ -50,7 +53,7 @@ public:
 private:
     VXResult connect_();
     // One attempt: lists the windows, reads or composes the rectangle; `changed` when the
-    // screen changed inside the rectangle meanwhile.
+    // screen changed inside the rectangle meanwhile; notes the time of the last change seen.
     VXResult attempt_(bool compositorRunning, bool& changed);
     VXResult isCompositorRunning_(bool& running);
     VXResult excludedTopLevels_(std::vector<xcb_window_t>& topLevels);
@@ -69,6 +72,7 @@ private:
     bool _captureCursor = false;
     VXRect _lastRead;  // the part of the rectangle on the screen, as read last
     bool _lastComposed = false;
+    uint64_t _lastChangeMs = 0;  // when a change inside the rectangle was last seen
     uint32_t _stabilizationRounds = 0;
     uint32_t _stabilizationTimeMs = 0;
     bool _stabilizationTimedOut = false;

@@ -35,7 +35,7 @@ bool X11Desktop::startProgram(const std::vector<std::string>& argv, const std::s
 }
 
 bool X11Desktop::start() {
-    if (!server.start() || !display.connect(server.display()))
+    if (!server.start("1024x768x24", {"-retro"}) || !display.connect(server.display()))
         return false;
     twmrc = "/tmp/vx-x11-twmrc-" + std::to_string(getpid());
     std::ofstream(twmrc) << "RandomPlacement\nNoGrabServer\n";
