@@ -3,6 +3,8 @@
 #include <chrono>
 #include <thread>
 
+#include <xcb/xfixes.h>
+
 #include "VXChecks.h"
 #include "VXPlatform.h"
 #include "X11Reply.h"
@@ -33,9 +35,16 @@ VXResult X11ChangeWatch::start(X11Connection& connection) {
     xcb_connection_t* c = connection.get();
     X11RequestBatch batch(connection);
     // Several clients may ask for structure events on the root; only redirection is exclusive.
-    const uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    const uint32_t mask =
+        XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
     batch.add(xcb_change_window_attributes_checked(c, connection.root(), XCB_CW_EVENT_MASK, &mask),
               u"ChangeWindowAttributes", false);
+    batch.add(xcb_xfixes_select_selection_input_checked(
+                  c, connection.root(), connection.compositorAtom(),
+                  XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                      XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                      XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE),
+              u"XFixesSelectSelectionInput", false);
     _rootDamage = xcb_generate_id(c);
     batch.add(xcb_damage_create_checked(c, _rootDamage, connection.root(), XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX),
               u"DamageCreate", false);
@@ -81,12 +90,16 @@ void X11ChangeWatch::arm(X11Connection& connection, const std::vector<X11TopWind
         batch.add(xcb_damage_subtract_checked(c, _rootDamage, XCB_NONE, XCB_NONE), u"DamageSubtract", false);
 }
 
-VXResult X11ChangeWatch::waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs) {
+VXResult X11ChangeWatch::waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs, bool& quiet) {
     const uint8_t damageNotify = static_cast<uint8_t>(connection.damageEventBase() + XCB_DAMAGE_NOTIFY);
     const uint64_t start = VXPlatform::monotonicMicroseconds() / 1000;
     uint64_t lastDamage = start;
-    for (uint64_t now = start; now - lastDamage < quietMs && now - start < maxMs;
-         now = VXPlatform::monotonicMicroseconds() / 1000) {
+    quiet = false;
+    for (uint64_t now = start; now - start < maxMs; now = VXPlatform::monotonicMicroseconds() / 1000) {
+        if (now - lastDamage >= quietMs) {
+            quiet = true;
+            break;
+        }
         xcb_flush(connection.get());
         bool damaged = false;
         while (X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection.get())})
@@ -149,6 +162,30 @@ bool X11ChangeWatch::structureCounts_(const xcb_generic_event_t& event, const VX
     }
 }
 
+void X11ChangeWatch::noteChanges_(const X11Connection& connection, const xcb_generic_event_t& event) {
+    const uint8_t type = event.response_type & kEventTypeMask;
+    switch (type) {
+        case XCB_CREATE_NOTIFY:
+        case XCB_CONFIGURE_NOTIFY:
+        case XCB_MAP_NOTIFY:
+        case XCB_UNMAP_NOTIFY:
+        case XCB_DESTROY_NOTIFY:
+        case XCB_REPARENT_NOTIFY:
+        case XCB_CIRCULATE_NOTIFY:
+        case XCB_GRAVITY_NOTIFY:
+            _changes.stack = true;
+            return;
+        case XCB_PROPERTY_NOTIFY:
+            if (connection.isBackgroundAtom(reinterpret_cast<const xcb_property_notify_event_t&>(event).atom))
+                _changes.background = true;
+            return;
+        default:
+            if (type == connection.xfixesEventBase() + XCB_XFIXES_SELECTION_NOTIFY)
+                _changes.compositor = true;
+            return;
+    }
+}
+
 bool X11ChangeWatch::changedSince(X11Connection& connection, uint32_t sinceSequence, const VXRect& area,
                                   const std::vector<X11TopWindow>& read, const std::vector<X11TopWindow>& all,
                                   bool rootRead, xcb_window_t ignored, bool& changedBefore) {
@@ -160,6 +197,7 @@ bool X11ChangeWatch::changedSince(X11Connection& connection, uint32_t sinceSeque
         // Errors of requests nobody checks, and events from before this capture began.
         if (event->response_type == 0)
             continue;
+        noteChanges_(connection, *event);
         bool counts = false;
         if ((event->response_type & kEventTypeMask) == damageNotify) {
             counts = damageCounts_(reinterpret_cast<const xcb_damage_notify_event_t&>(*event), area, read, rootRead,

@@ -18,8 +18,17 @@
 
 class X11ChangeWatch {
 public:
-    // Asks for the root's structure events and makes the root's damage object.
+    // What the events read so far say has changed, beyond the pixels: kept until cleared.
+    struct Changes {
+        bool stack = true;       // windows made, mapped, moved, restacked, unmapped or destroyed
+        bool background = true;  // a background setter changed the root's properties
+        bool compositor = true;  // the compositing manager's selection changed hands
+    };
+
+    // Asks for the root's structure and property events and for the compositing manager's
+    // selection changes, and makes the root's damage object.
     VXResult start(X11Connection& connection);
+    Changes& changes() { return _changes; }
     // Before a composition: damage objects for `windows` (made for new ones, dropped for those
     // gone), each emptied, so that damage from now on is reported.
     void arm(X11Connection& connection, const std::vector<X11TopWindow>& windows, X11RequestBatch& batch);
@@ -33,8 +42,8 @@ public:
                       const std::vector<X11TopWindow>& read, const std::vector<X11TopWindow>& all, bool rootRead,
                       xcb_window_t ignored, bool& changedBefore);
     // Waits until no damage to the armed windows has come for quietMs, at most maxMs: the
-    // clients redrawing what a new redirection exposed in their pixmaps.
-    VXResult waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs);
+    // clients redrawing what a new redirection exposed in their pixmaps. quiet: it came.
+    VXResult waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs, bool& quiet);
     void release(X11Connection& connection);
 
 private:
@@ -43,6 +52,9 @@ private:
     static bool structureCounts_(const xcb_generic_event_t& event, const VXRect& area,
                                  const std::vector<X11TopWindow>& windows, xcb_window_t ignored);
 
+    void noteChanges_(const X11Connection& connection, const xcb_generic_event_t& event);
+
+    Changes _changes;
     xcb_damage_damage_t _rootDamage = 0;
     // Window -> its damage object; `seen` marks those still listed in the current arm.
     struct Watched {

@@ -60,11 +60,10 @@ VXResult X11Compositor::ensureTarget_(X11Connection& connection, const VXRect& a
 }
 
 VXResult X11Compositor::compose(X11Connection& connection, const VXRect& area, const std::vector<X11TopWindow>& windows,
-                                const X11RootBackground& background, bool overForAlpha, bool& vanished) {
+                                const X11RootBackground& background, bool overForAlpha, X11RequestBatch& batch) {
     VX_CHECK_PARAM(area.isNotEmpty());
     VX_RETURN_IF_ERROR(ensureTarget_(connection, area));
     xcb_connection_t* c = connection.get();
-    X11RequestBatch batch(connection);
     const xcb_rectangle_t areaRect = {s16(area.getLeft()), s16(area.getTop()), u16(area.getWidth()),
                                       u16(area.getHeight())};
     const xcb_xfixes_region_t areaRegion = region_(connection, kAreaRegion);
@@ -138,5 +137,5 @@ VXResult X11Compositor::compose(X11Connection& connection, const VXRect& area, c
                       u"XFixesDestroyRegion", true);
         }
     }
-    return batch.check(vanished, VX_SITE);
+    return VXError::eNoError;
 }

@@ -26,10 +26,10 @@ public:
     // Paints `area` (root coordinates, on the screen) into the pixmap, whose (0, 0) is the
     // area's top-left: the background, then `windows` (bottom to top). overForAlpha: windows
     // with alpha go over what lies beneath (what a compositing manager does); otherwise their
-    // colour replaces it (what the X server itself does with them). `vanished` is set when a
-    // window went away during the composition.
+    // colour replaces it (what the X server itself does with them). The requests go into
+    // `batch`, for the caller to check once the picture has been read.
     VXResult compose(X11Connection& connection, const VXRect& area, const std::vector<X11TopWindow>& windows,
-                     const X11RootBackground& background, bool overForAlpha, bool& vanished);
+                     const X11RootBackground& background, bool overForAlpha, X11RequestBatch& batch);
     xcb_pixmap_t pixmap() const { return _pixmap; }
     void release(X11Connection& connection);
 

@@ -23,6 +23,8 @@ constexpr uint32_t kRenderMajor = 0, kRenderMinor = 11;
 constexpr uint32_t kRenderNeededMinor = 6;
 constexpr char kRootPixmapAtom[] = "_XROOTPMAP_ID";
 constexpr char kCompositorAtomPrefix[] = "_NET_WM_CM_S";
+constexpr char kEsetrootAtom[] = "ESETROOT_PMAP_ID";
+constexpr char kXsetrootAtom[] = "_XSETROOT_ID";
 
 bool present(xcb_connection_t* connection, xcb_extension_t* extension) {
     const xcb_query_extension_reply_t* data = xcb_get_extension_data(connection, extension);
@@ -72,6 +74,10 @@ VXResult X11Connection::open(const char* displayName) {
         result = internAtom_(kRootPixmapAtom, _rootPixmapAtom);
     if (result.isSuccess())
         result = internAtom_(kCompositorAtomPrefix + std::to_string(_screenNumber), _compositorAtom);
+    if (result.isSuccess())
+        result = internAtom_(kEsetrootAtom, _esetrootAtom);
+    if (result.isSuccess())
+        result = internAtom_(kXsetrootAtom, _xsetrootAtom);
     if (result.isError()) {
         close_();
         return VX_CHAIN(result);
@@ -108,6 +114,7 @@ VXResult X11Connection::queryExtensions_() {
     _damageErrorBase = xcb_get_extension_data(c, &xcb_damage_id)->first_error;
     _renderErrorBase = xcb_get_extension_data(c, &xcb_render_id)->first_error;
     _xfixesErrorBase = xcb_get_extension_data(c, &xcb_xfixes_id)->first_error;
+    _xfixesEventBase = xcb_get_extension_data(c, &xcb_xfixes_id)->first_event;
 
     // Each extension must be told the version the client speaks before its first request.
     auto composite = xcb_composite_query_version(c, kCompositeMajor, kCompositeMinor);

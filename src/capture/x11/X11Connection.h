@@ -49,6 +49,12 @@ public:
     // selection a running compositing manager owns.
     xcb_atom_t rootPixmapAtom() const { return _rootPixmapAtom; }
     xcb_atom_t compositorAtom() const { return _compositorAtom; }
+    // Whether a property of the root is one that background setters change with the
+    // background (_XROOTPMAP_ID, ESETROOT_PMAP_ID, _XSETROOT_ID).
+    bool isBackgroundAtom(xcb_atom_t atom) const {
+        return atom == _rootPixmapAtom || atom == _esetrootAtom || atom == _xsetrootAtom;
+    }
+    uint8_t xfixesEventBase() const { return _xfixesEventBase; }
 
 private:
     struct VisualFormat {
@@ -78,4 +84,7 @@ private:
     uint8_t _xfixesErrorBase = 0;
     xcb_atom_t _rootPixmapAtom = 0;
     xcb_atom_t _compositorAtom = 0;
+    xcb_atom_t _esetrootAtom = 0;
+    xcb_atom_t _xsetrootAtom = 0;
+    uint8_t _xfixesEventBase = 0;
 };

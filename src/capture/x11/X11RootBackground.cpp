@@ -20,6 +20,7 @@ void X11RootBackground::release(X11Connection& connection) {
     dropPicture_(connection);
     dropWindow_(connection);
     _source = Source::eNone;
+    _wallpaperKnown = false;
 }
 
 void X11RootBackground::dropPicture_(X11Connection& connection) {
@@ -60,10 +61,13 @@ VXResult X11RootBackground::wallpaper_(X11Connection& connection, xcb_pixmap_t& 
 }
 
 VXResult X11RootBackground::prepare(X11Connection& connection, const VXRect& area, bool compositorRunning,
-                                    xcb_window_t bottomWindow, X11RequestBatch& batch) {
+                                    xcb_window_t bottomWindow, bool changed, X11RequestBatch& batch) {
     xcb_connection_t* c = connection.get();
-    xcb_pixmap_t wallpaper = 0;
-    VX_RETURN_IF_ERROR(wallpaper_(connection, wallpaper));
+    if (changed || !_wallpaperKnown) {
+        VX_RETURN_IF_ERROR(wallpaper_(connection, _publishedWallpaper));
+        _wallpaperKnown = true;
+    }
+    const xcb_pixmap_t wallpaper = _publishedWallpaper;
     if (wallpaper != 0) {
         dropWindow_(connection);
         if (_source == Source::eWallpaper && _wallpaper == wallpaper)
@@ -94,11 +98,11 @@ VXResult X11RootBackground::prepare(X11Connection& connection, const VXRect& are
     if (_source != Source::eWindow)
         dropPicture_(connection);
     _source = Source::eWindow;
-    return useWindow_(connection, area, bottomWindow, batch);
+    return useWindow_(connection, area, bottomWindow, changed, batch);
 }
 
 VXResult X11RootBackground::useWindow_(X11Connection& connection, const VXRect& area, xcb_window_t bottomWindow,
-                                       X11RequestBatch& batch) {
+                                       bool repaint, X11RequestBatch& batch) {
     xcb_connection_t* c = connection.get();
     if (_window != 0 && _windowArea != area)
         dropWindow_(connection);
@@ -132,8 +136,10 @@ VXResult X11RootBackground::useWindow_(X11Connection& connection, const VXRect& 
             batch.add(xcb_configure_window_checked(c, _window, XCB_CONFIG_WINDOW_STACK_MODE, &below),
                       u"ConfigureWindow", false);
         }
-        // The root's background may have changed since; repainting ours costs one fill.
-        batch.add(xcb_clear_area_checked(c, 0, _window, 0, 0, 0, 0), u"ClearArea", false);
+        // Ours shows the root's background as it was when last painted: a new one must be
+        // painted in, for the screen as much as for us.
+        if (repaint)
+            batch.add(xcb_clear_area_checked(c, 0, _window, 0, 0, 0, 0), u"ClearArea", false);
     }
     _originX = area.getLeft();
     _originY = area.getTop();

@@ -25,8 +25,10 @@ public:
     // With a compositing manager and no published wallpaper the background is what the
     // compositor chooses to paint, unknown to us: it is taken as black. bottomWindow: the
     // lowest mapped child of the root, so that our window can go back beneath all others.
+    // changed: a background setter has been at work since the last call; only then is the
+    // wallpaper looked up again and our window repainted.
     VXResult prepare(X11Connection& connection, const VXRect& area, bool compositorRunning, xcb_window_t bottomWindow,
-                     X11RequestBatch& batch);
+                     bool changed, X11RequestBatch& batch);
     // The picture; the root's point (x, y) is its point (x - originX, y - originY).
     xcb_render_picture_t picture() const { return _picture; }
     int32_t originX() const { return _originX; }
@@ -39,13 +41,16 @@ private:
     enum class Source { eNone, eWallpaper, eWindow, eBlack };
 
     VXResult wallpaper_(X11Connection& connection, xcb_pixmap_t& pixmap);
-    VXResult useWindow_(X11Connection& connection, const VXRect& area, xcb_window_t bottomWindow, X11RequestBatch& batch);
+    VXResult useWindow_(X11Connection& connection, const VXRect& area, xcb_window_t bottomWindow, bool repaint,
+                        X11RequestBatch& batch);
     void dropPicture_(X11Connection& connection);
     void dropWindow_(X11Connection& connection);
 
     Source _source = Source::eNone;
     xcb_render_picture_t _picture = 0;
     xcb_pixmap_t _wallpaper = 0;
+    bool _wallpaperKnown = false;
+    xcb_pixmap_t _publishedWallpaper = 0;  // as last read from the root
     xcb_window_t _window = 0;
     VXRect _windowArea;
     int32_t _originX = 0;

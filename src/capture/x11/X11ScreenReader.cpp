@@ -63,7 +63,10 @@ VXResult X11ScreenReader::connect_() {
     VX_RETURN_IF_ERROR(_stack.refresh(_connection, firstSequence));
     _watch.arm(_connection, _stack.viewable(), batch);
     VX_RETURN_IF_ERROR(batch.check(vanished, VX_SITE));
-    VX_RETURN_IF_ERROR(_watch.waitForQuiet(_connection, kRepaintQuietMs, kRepaintMaxMs));
+    bool quiet = false;
+    VX_RETURN_IF_ERROR(_watch.waitForQuiet(_connection, kRepaintQuietMs, kRepaintMaxMs, quiet));
+    if (!quiet)
+        _lastChangeMs = nowMs();
     return VXError::eNoError;
 }
 
@@ -88,6 +91,7 @@ VXResult X11ScreenReader::setup(const VXRect& captureRect, const std::shared_ptr
 }
 
 VXResult X11ScreenReader::setExcludedWindows(const std::vector<uint64_t>& windows) {
+    _excludedResolved = false;
     try {
         _excludedWindows = windows;
     } catch (const std::bad_alloc&) {
@@ -129,36 +133,57 @@ VXResult X11ScreenReader::excludedTopLevels_(std::vector<xcb_window_t>& topLevel
     return VXError::eNoError;
 }
 
-VXResult X11ScreenReader::attempt_(bool compositorRunning, bool& changed) {
-    uint32_t firstSequence = 0;
-    VX_RETURN_IF_ERROR(_stack.refresh(_connection, firstSequence));
-    std::vector<xcb_window_t> excluded;
-    VX_RETURN_IF_ERROR(excludedTopLevels_(excluded));
-
+VXResult X11ScreenReader::attempt_(bool& changed) {
     const VXRect screen(0, 0, _connection.screenWidth(), _connection.screenHeight());
     const VXRect visible = _captureRect.intersect(screen);
+    // What came since the last look: changes to the stack, the background, the compositor, and
+    // changes inside the rectangle, which call for a quiet time before a capture counts.
+    bool changedBefore = false;
+    (void)_watch.changedSince(_connection, UINT32_MAX, visible, _read, _stack.viewable(), !_lastComposed,
+                              _background.window(), changedBefore);
+    if (changedBefore)
+        _lastChangeMs = nowMs();
+    X11ChangeWatch::Changes& changes = _watch.changes();
+    if (changes.compositor) {
+        changes.compositor = false;
+        VX_RETURN_IF_ERROR(isCompositorRunning_(_compositorRunning));
+    }
+    // The listing is kept while no structure event says otherwise; a change that is still on
+    // its way arrives during this attempt, and the attempt does not count.
+    uint32_t firstSequence = 0;
+    if (changes.stack) {
+        changes.stack = false;
+        _excludedResolved = false;
+        VX_RETURN_IF_ERROR(_stack.refresh(_connection, firstSequence));
+    } else {
+        firstSequence = xcb_no_operation(_connection.get()).sequence;
+    }
+    if (!_excludedResolved) {
+        VX_RETURN_IF_ERROR(excludedTopLevels_(_excludedTopLevels));
+        _excludedResolved = true;
+    }
+
     _lastRead = visible;
     if (visible.isEmpty())
         return VXError::eNoError;  // nothing of the rectangle is on the screen: all black
 
     const std::vector<X11TopWindow>& all = _stack.viewable();
-    std::vector<X11TopWindow> read;
+    _read.clear();
     bool excludedInside = false;
     for (const auto& window : all) {
         if (window.id == _background.window() || window.outer.intersect(visible).isEmpty())
             continue;
-        if (std::find(excluded.begin(), excluded.end(), window.id) != excluded.end())
+        if (std::find(_excludedTopLevels.begin(), _excludedTopLevels.end(), window.id) != _excludedTopLevels.end())
             excludedInside = true;
         else
-            read.push_back(window);
+            _read.push_back(window);
     }
 
     X11RequestBatch batch(_connection);
-    _watch.arm(_connection, read, batch);
+    _watch.arm(_connection, _read, batch);
     bool vanished = false;
     if (!excludedInside) {
         // Nothing to leave out: the screen itself has the same pixels, read at once.
-        VX_RETURN_IF_ERROR(batch.check(vanished, VX_SITE));
         VX_RETURN_IF_ERROR(_imageReader.read(_connection, _connection.root(), static_cast<int16_t>(visible.getLeft()),
                                              static_cast<int16_t>(visible.getTop()),
                                              static_cast<uint16_t>(visible.getWidth()),
@@ -166,16 +191,20 @@ VXResult X11ScreenReader::attempt_(bool compositorRunning, bool& changed) {
         _lastComposed = false;
     } else {
         const xcb_window_t bottom = all.empty() ? XCB_NONE : all.front().id;
-        VX_RETURN_IF_ERROR(_background.prepare(_connection, visible, compositorRunning, bottom, batch));
-        VX_RETURN_IF_ERROR(batch.check(vanished, VX_SITE));
-        VX_RETURN_IF_ERROR(_compositor.compose(_connection, visible, read, _background, compositorRunning, vanished));
+        VX_RETURN_IF_ERROR(
+            _background.prepare(_connection, visible, _compositorRunning, bottom, changes.background, batch));
+        changes.background = false;
+        VX_RETURN_IF_ERROR(_compositor.compose(_connection, visible, _read, _background, _compositorRunning, batch));
         VX_RETURN_IF_ERROR(_imageReader.read(_connection, _compositor.pixmap(), 0, 0,
                                              static_cast<uint16_t>(visible.getWidth()),
                                              static_cast<uint16_t>(visible.getHeight()), vanished));
         _lastComposed = true;
     }
-    bool changedBefore = false;
-    changed = _watch.changedSince(_connection, firstSequence, visible, read, all, !excludedInside,
+    // The server has answered the read: the batch's answers are here already.
+    VX_RETURN_IF_ERROR(batch.check(vanished, VX_SITE));
+    if (vanished)
+        changes.stack = true;
+    changed = _watch.changedSince(_connection, firstSequence, visible, _read, all, !excludedInside,
                                   _background.window(), changedBefore) ||
               vanished;
     if (changed || changedBefore)
@@ -212,11 +241,9 @@ VXResult X11ScreenReader::readScreen() {
     _stabilizationTimedOut = false;
     const uint64_t start = nowMs();
 
-    bool compositorRunning = false;
-    VX_RETURN_IF_ERROR(isCompositorRunning_(compositorRunning));
     for (;;) {
         bool changed = false;
-        VX_RETURN_IF_ERROR(attempt_(compositorRunning, changed));
+        VX_RETURN_IF_ERROR(attempt_(changed));
         const uint64_t now = nowMs();
         if (!changed && now - _lastChangeMs >= kQuietMs)
             break;

@@ -54,7 +54,7 @@ private:
     VXResult connect_();
     // One attempt: lists the windows, reads or composes the rectangle; `changed` when the
     // screen changed inside the rectangle meanwhile; notes the time of the last change seen.
-    VXResult attempt_(bool compositorRunning, bool& changed);
+    VXResult attempt_(bool& changed);
     VXResult isCompositorRunning_(bool& running);
     VXResult excludedTopLevels_(std::vector<xcb_window_t>& topLevels);
     void copyToImage_(const VXRect& visible, bool& anyNotBlack);
@@ -72,6 +72,10 @@ private:
     bool _captureCursor = false;
     VXRect _lastRead;  // the part of the rectangle on the screen, as read last
     bool _lastComposed = false;
+    bool _compositorRunning = false;
+    std::vector<xcb_window_t> _excludedTopLevels;  // valid while the stack and the list are
+    bool _excludedResolved = false;
+    std::vector<X11TopWindow> _read;  // the windows the last attempt read
     uint64_t _lastChangeMs = 0;  // when a change inside the rectangle was last seen
     uint32_t _stabilizationRounds = 0;
     uint32_t _stabilizationTimeMs = 0;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +33,8 @@ bool XChildProcess::start(const std::vector<std::string>& argv, const std::strin
         dup2(null, STDOUT_FILENO);
         dup2(null, STDERR_FILENO);
         setpgid(0, 0);
+        // Ends with the test, also when the test is killed.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         execvp(args[0], args.data());
         _exit(127);
     }
