@@ -46,8 +46,9 @@ VXResult X11ChangeWatch::start(X11Connection& connection) {
                       XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE),
               u"XFixesSelectSelectionInput", false);
     _rootDamage = xcb_generate_id(c);
-    batch.add(xcb_damage_create_checked(c, _rootDamage, connection.root(), XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX),
-              u"DamageCreate", false);
+    batch.add(
+        xcb_damage_create_checked(c, _rootDamage, connection.root(), XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX),
+        u"DamageCreate", false);
     bool vanished = false;
     return batch.check(vanished, VX_SITE);
 }
@@ -62,7 +63,8 @@ void X11ChangeWatch::release(X11Connection& connection) {
     _rootDamage = 0;
 }
 
-void X11ChangeWatch::arm(X11Connection& connection, const std::vector<X11TopWindow>& windows, X11RequestBatch& batch) {
+void X11ChangeWatch::arm(X11Connection& connection, const std::vector<X11TopWindow>& windows,
+                         X11RequestBatch& batch) {
     xcb_connection_t* c = connection.get();
     for (auto& [window, watched] : _watched)
         watched.seen = false;
@@ -71,10 +73,12 @@ void X11ChangeWatch::arm(X11Connection& connection, const std::vector<X11TopWind
         watched.seen = true;
         if (watched.damage == 0) {
             watched.damage = xcb_generate_id(c);
-            batch.add(xcb_damage_create_checked(c, watched.damage, window.id, XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX),
-                      u"DamageCreate", true);
+            batch.add(
+                xcb_damage_create_checked(c, watched.damage, window.id, XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX),
+                u"DamageCreate", true);
         } else {
-            batch.add(xcb_damage_subtract_checked(c, watched.damage, XCB_NONE, XCB_NONE), u"DamageSubtract", true);
+            batch.add(xcb_damage_subtract_checked(c, watched.damage, XCB_NONE, XCB_NONE), u"DamageSubtract",
+                      true);
         }
     }
     for (auto it = _watched.begin(); it != _watched.end();) {
@@ -90,7 +94,8 @@ void X11ChangeWatch::arm(X11Connection& connection, const std::vector<X11TopWind
         batch.add(xcb_damage_subtract_checked(c, _rootDamage, XCB_NONE, XCB_NONE), u"DamageSubtract", false);
 }
 
-VXResult X11ChangeWatch::waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs, bool& quiet) {
+VXResult X11ChangeWatch::waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs,
+                                      bool& quiet) {
     const uint8_t damageNotify = static_cast<uint8_t>(connection.damageEventBase() + XCB_DAMAGE_NOTIFY);
     const uint64_t start = VXPlatform::monotonicMicroseconds() / 1000;
     uint64_t lastDamage = start;
@@ -116,7 +121,8 @@ VXResult X11ChangeWatch::waitForQuiet(X11Connection& connection, uint32_t quietM
 }
 
 bool X11ChangeWatch::damageCounts_(const xcb_damage_notify_event_t& event, const VXRect& area,
-                                   const std::vector<X11TopWindow>& windows, bool rootRead, xcb_window_t root) const {
+                                   const std::vector<X11TopWindow>& windows, bool rootRead,
+                                   xcb_window_t root) const {
     if (event.drawable == root) {
         if (!rootRead)
             return false;
@@ -200,8 +206,8 @@ bool X11ChangeWatch::changedSince(X11Connection& connection, uint32_t sinceSeque
         noteChanges_(connection, *event);
         bool counts = false;
         if ((event->response_type & kEventTypeMask) == damageNotify) {
-            counts = damageCounts_(reinterpret_cast<const xcb_damage_notify_event_t&>(*event), area, read, rootRead,
-                                   connection.root());
+            counts = damageCounts_(reinterpret_cast<const xcb_damage_notify_event_t&>(*event), area, read,
+                                   rootRead, connection.root());
         } else {
             counts = structureCounts_(*event, area, all, ignored);
         }

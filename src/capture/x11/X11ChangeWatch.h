@@ -39,8 +39,8 @@ public:
     // Events about `ignored` (our own window) never count. changedBefore: such a change came
     // before sinceSequence, since the events were last read.
     bool changedSince(X11Connection& connection, uint32_t sinceSequence, const VXRect& area,
-                      const std::vector<X11TopWindow>& read, const std::vector<X11TopWindow>& all, bool rootRead,
-                      xcb_window_t ignored, bool& changedBefore);
+                      const std::vector<X11TopWindow>& read, const std::vector<X11TopWindow>& all,
+                      bool rootRead, xcb_window_t ignored, bool& changedBefore);
     // Waits until no damage to the armed windows has come for quietMs, at most maxMs: the
     // clients redrawing what a new redirection exposed in their pixmaps. quiet: it came.
     VXResult waitForQuiet(X11Connection& connection, uint32_t quietMs, uint32_t maxMs, bool& quiet);

@@ -43,8 +43,8 @@ VXResult X11Compositor::ensureTarget_(X11Connection& connection, const VXRect& a
     xcb_connection_t* c = connection.get();
     X11RequestBatch batch(connection);
     _pixmap = xcb_generate_id(c);
-    batch.add(xcb_create_pixmap_checked(c, connection.rootDepth(), _pixmap, connection.root(), u16(area.getWidth()),
-                                        u16(area.getHeight())),
+    batch.add(xcb_create_pixmap_checked(c, connection.rootDepth(), _pixmap, connection.root(),
+                                        u16(area.getWidth()), u16(area.getHeight())),
               u"CreatePixmap", false);
     _picture = xcb_generate_id(c);
     batch.add(xcb_render_create_picture_checked(c, _picture, _pixmap, connection.rootFormat(), 0, nullptr),
@@ -59,8 +59,9 @@ VXResult X11Compositor::ensureTarget_(X11Connection& connection, const VXRect& a
     return VXError::eNoError;
 }
 
-VXResult X11Compositor::compose(X11Connection& connection, const VXRect& area, const std::vector<X11TopWindow>& windows,
-                                const X11RootBackground& background, bool overForAlpha, X11RequestBatch& batch) {
+VXResult X11Compositor::compose(X11Connection& connection, const VXRect& area,
+                                const std::vector<X11TopWindow>& windows, const X11RootBackground& background,
+                                bool overForAlpha, X11RequestBatch& batch) {
     VX_CHECK_PARAM(area.isNotEmpty());
     VX_RETURN_IF_ERROR(ensureTarget_(connection, area));
     xcb_connection_t* c = connection.get();
@@ -86,21 +87,25 @@ VXResult X11Compositor::compose(X11Connection& connection, const VXRect& area, c
         batch.add(xcb_xfixes_translate_region_checked(c, shown, s16(window.outer.getLeft() + window.border),
                                                       s16(window.outer.getTop() + window.border)),
                   u"XFixesTranslateRegion", true);
-        batch.add(xcb_xfixes_intersect_region_checked(c, shown, areaRegion, shown), u"XFixesIntersectRegion", true);
-        batch.add(xcb_xfixes_subtract_region_checked(c, shown, covered, shown), u"XFixesSubtractRegion", true);
+        batch.add(xcb_xfixes_intersect_region_checked(c, shown, areaRegion, shown), u"XFixesIntersectRegion",
+                  true);
+        batch.add(xcb_xfixes_subtract_region_checked(c, shown, covered, shown), u"XFixesSubtractRegion",
+                  true);
         if (!window.hasAlpha)
-            batch.add(xcb_xfixes_union_region_checked(c, covered, shown, covered), u"XFixesUnionRegion", true);
+            batch.add(xcb_xfixes_union_region_checked(c, covered, shown, covered), u"XFixesUnionRegion",
+                      true);
     }
 
     // The background only where no opaque window covers it.
-    batch.add(xcb_xfixes_subtract_region_checked(c, areaRegion, covered, areaRegion), u"XFixesSubtractRegion", false);
+    batch.add(xcb_xfixes_subtract_region_checked(c, areaRegion, covered, areaRegion), u"XFixesSubtractRegion",
+              false);
     batch.add(xcb_xfixes_set_picture_clip_region_checked(c, _picture, areaRegion, s16(-area.getLeft()),
                                                          s16(-area.getTop())),
               u"XFixesSetPictureClipRegion", false);
-    batch.add(xcb_render_composite_checked(c, XCB_RENDER_PICT_OP_SRC, background.picture(), XCB_NONE, _picture,
-                                           s16(area.getLeft() - background.originX()),
-                                           s16(area.getTop() - background.originY()), 0, 0, 0, 0, u16(area.getWidth()),
-                                           u16(area.getHeight())),
+    batch.add(xcb_render_composite_checked(c, XCB_RENDER_PICT_OP_SRC, background.picture(), XCB_NONE,
+                                           _picture, s16(area.getLeft() - background.originX()),
+                                           s16(area.getTop() - background.originY()), 0, 0, 0, 0,
+                                           u16(area.getWidth()), u16(area.getHeight())),
               u"RenderComposite", false);
 
     while (_windowPixmaps.size() < windows.size()) {
@@ -113,10 +118,12 @@ VXResult X11Compositor::compose(X11Connection& connection, const VXRect& area, c
         const X11TopWindow& window = windows[i];
         const xcb_pixmap_t pixmap = _windowPixmaps[i];
         const xcb_render_picture_t picture = _windowPictures[i];
-        batch.add(xcb_composite_name_window_pixmap_checked(c, window.id, pixmap), u"CompositeNameWindowPixmap", true);
+        batch.add(xcb_composite_name_window_pixmap_checked(c, window.id, pixmap),
+                  u"CompositeNameWindowPixmap", true);
         batch.add(xcb_render_create_picture_checked(c, picture, pixmap, window.format, 0, nullptr),
                   u"RenderCreatePicture", true);
-        batch.add(xcb_xfixes_set_picture_clip_region_checked(c, _picture, region_(connection, kFirstWindowRegion + i),
+        batch.add(xcb_xfixes_set_picture_clip_region_checked(c, _picture,
+                                                             region_(connection, kFirstWindowRegion + i),
                                                              s16(-area.getLeft()), s16(-area.getTop())),
                   u"XFixesSetPictureClipRegion", true);
         const uint8_t op = window.hasAlpha && overForAlpha ? XCB_RENDER_PICT_OP_OVER : XCB_RENDER_PICT_OP_SRC;

@@ -46,7 +46,8 @@ void X11Connection::close_() {
 VXResult X11Connection::open(const char* displayName) {
     VX_CHECK_PARAM(_connection == nullptr);
     int screenNumber = 0;
-    _connection = xcb_connect(displayName != nullptr && displayName[0] != 0 ? displayName : nullptr, &screenNumber);
+    _connection =
+        xcb_connect(displayName != nullptr && displayName[0] != 0 ? displayName : nullptr, &screenNumber);
     // xcb_connect never returns null: a failed connection is one in the error state.
     if (const int error = xcb_connection_has_error(_connection); error != 0) {
         close_();
@@ -96,15 +97,18 @@ VXResult X11Connection::checkAlive(const VXSourceLocation& site) const {
 VXResult X11Connection::queryExtensions_() {
     xcb_connection_t* c = _connection;
     // Ask for every extension's data first: one round trip for all of them.
-    for (xcb_extension_t* extension : {&xcb_composite_id, &xcb_damage_id, &xcb_xfixes_id, &xcb_render_id,
-                                       &xcb_shape_id, &xcb_shm_id}) {
+    for (xcb_extension_t* extension :
+         {&xcb_composite_id, &xcb_damage_id, &xcb_xfixes_id, &xcb_render_id, &xcb_shape_id, &xcb_shm_id}) {
         xcb_prefetch_extension_data(c, extension);
     }
     const struct {
         xcb_extension_t* extension;
         const char* name;
-    } needed[] = {{&xcb_composite_id, "Composite"}, {&xcb_damage_id, "DAMAGE"}, {&xcb_xfixes_id, "XFIXES"},
-                  {&xcb_render_id, "RENDER"},       {&xcb_shape_id, "SHAPE"}};
+    } needed[] = {{&xcb_composite_id, "Composite"},
+                  {&xcb_damage_id, "DAMAGE"},
+                  {&xcb_xfixes_id, "XFIXES"},
+                  {&xcb_render_id, "RENDER"},
+                  {&xcb_shape_id, "SHAPE"}};
     for (const auto& each : needed) {
         if (!present(c, each.extension))
             return VX_ERROR(VXError::eNotImplemented, u"X server has no %hs extension", each.name);
@@ -124,7 +128,8 @@ VXResult X11Connection::queryExtensions_() {
     auto shm = _hasShm ? xcb_shm_query_version(c) : xcb_shm_query_version_cookie_t{0};
 
     xcb_generic_error_t* error = nullptr;
-    X11Reply<xcb_composite_query_version_reply_t> compositeReply(xcb_composite_query_version_reply(c, composite, &error));
+    X11Reply<xcb_composite_query_version_reply_t> compositeReply(
+        xcb_composite_query_version_reply(c, composite, &error));
     if (error != nullptr)
         return VX_X11_ERROR(u"CompositeQueryVersion", *X11Reply<xcb_generic_error_t>(error));
     X11Reply<xcb_damage_query_version_reply_t> damageReply(xcb_damage_query_version_reply(c, damage, &error));
@@ -144,11 +149,12 @@ VXResult X11Connection::queryExtensions_() {
         // through plain GetImage instead.
         _hasShm = shmReply != nullptr;
     }
-    if (compositeReply == nullptr || damageReply == nullptr || xfixesReply == nullptr || renderReply == nullptr)
+    if (compositeReply == nullptr || damageReply == nullptr || xfixesReply == nullptr ||
+        renderReply == nullptr)
         return checkAlive(VX_SITE);
     if (compositeReply->major_version == 0 && compositeReply->minor_version < kCompositeNeededMinor)
-        return VX_ERROR(VXError::eNotImplemented, u"Composite %u.%u is too old", compositeReply->major_version,
-                        compositeReply->minor_version);
+        return VX_ERROR(VXError::eNotImplemented, u"Composite %u.%u is too old",
+                        compositeReply->major_version, compositeReply->minor_version);
     if (xfixesReply->major_version < kXFixesNeededMajor)
         return VX_ERROR(VXError::eNotImplemented, u"XFIXES %u.%u is too old", xfixesReply->major_version,
                         xfixesReply->minor_version);
@@ -181,7 +187,8 @@ VXResult X11Connection::queryFormats_() {
                 bool hasAlpha = false;
                 for (const auto& format : formats) {
                     if (format.id == visuals.data->format)
-                        hasAlpha = format.type == XCB_RENDER_PICT_TYPE_DIRECT && format.direct.alpha_mask != 0;
+                        hasAlpha =
+                            format.type == XCB_RENDER_PICT_TYPE_DIRECT && format.direct.alpha_mask != 0;
                 }
                 _visualFormats.push_back({visuals.data->visual, visuals.data->format, hasAlpha});
             }
@@ -194,12 +201,14 @@ VXResult X11Connection::queryFormats_() {
 }
 
 bool X11Connection::isVanishedWindowError(const xcb_generic_error_t& error) const {
-    return X11Errors::isVanishedWindow(error) || error.error_code == _damageErrorBase + XCB_DAMAGE_BAD_DAMAGE ||
+    return X11Errors::isVanishedWindow(error) ||
+           error.error_code == _damageErrorBase + XCB_DAMAGE_BAD_DAMAGE ||
            error.error_code == _renderErrorBase + XCB_RENDER_PICTURE ||
            error.error_code == _xfixesErrorBase + XCB_XFIXES_BAD_REGION;
 }
 
-bool X11Connection::formatOfVisual(xcb_visualid_t visual, xcb_render_pictformat_t& format, bool& hasAlpha) const {
+bool X11Connection::formatOfVisual(xcb_visualid_t visual, xcb_render_pictformat_t& format,
+                                   bool& hasAlpha) const {
     for (const auto& each : _visualFormats) {
         if (each.visual == visual) {
             format = each.format;
@@ -213,7 +222,8 @@ bool X11Connection::formatOfVisual(xcb_visualid_t visual, xcb_render_pictformat_
 VXResult X11Connection::internAtom_(const std::string& name, xcb_atom_t& atom) {
     xcb_generic_error_t* error = nullptr;
     X11Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        _connection, xcb_intern_atom(_connection, 0, static_cast<uint16_t>(name.size()), name.c_str()), &error));
+        _connection, xcb_intern_atom(_connection, 0, static_cast<uint16_t>(name.size()), name.c_str()),
+        &error));
     if (error != nullptr)
         return VX_X11_ERROR(u"InternAtom", *X11Reply<xcb_generic_error_t>(error));
     if (reply == nullptr)

@@ -5,8 +5,8 @@
 
 #include <xcb/damage.h>
 #include <xcb/render.h>
-#include <xcb/xfixes.h>
 #include <xcb/xcb.h>
+#include <xcb/xfixes.h>
 
 #include <cstdint>
 #include <string>

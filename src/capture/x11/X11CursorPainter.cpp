@@ -48,7 +48,8 @@ VXResult X11CursorPainter::paint(X11Connection& connection, const VXRect& captur
     }
     const int32_t left = cursor->x - cursor->xhot - captureRect.getLeft();
     const int32_t top = cursor->y - cursor->yhot - captureRect.getTop();
-    const VXRect drawn = VXRect(left, top, left + cursor->width, top + cursor->height).intersect(VXRect(image.getSize()));
+    const VXRect drawn =
+        VXRect(left, top, left + cursor->width, top + cursor->height).intersect(VXRect(image.getSize()));
     for (int32_t y = drawn.getTop(); y < drawn.getBottom(); ++y) {
         uint8_t* row = image.getLinePtr(y);
         const uint32_t* source = pixels + static_cast<size_t>(y - top) * cursor->width;

@@ -10,9 +10,9 @@ constexpr uint8_t kBadAccess = 10;
 constexpr uint8_t kBadAlloc = 11;
 
 constexpr const char* kCoreErrorNames[] = {
-    "Success",  "BadRequest", "BadValue",    "BadWindow",   "BadPixmap",         "BadAtom",
-    "BadCursor", "BadFont",   "BadMatch",    "BadDrawable", "BadAccess",         "BadAlloc",
-    "BadColor", "BadGC",      "BadIDChoice", "BadName",     "BadLength",         "BadImplementation",
+    "Success",   "BadRequest", "BadValue",    "BadWindow",   "BadPixmap", "BadAtom",
+    "BadCursor", "BadFont",    "BadMatch",    "BadDrawable", "BadAccess", "BadAlloc",
+    "BadColor",  "BadGC",      "BadIDChoice", "BadName",     "BadLength", "BadImplementation",
 };
 
 const char* connectionErrorText(int xcbError) {

@@ -13,7 +13,8 @@ class X11Errors {
 public:
     // "Method "%s" returned X error [%d]. %hs (request %d.%d, resource 0x%X)", then
     // "Error returned to %s". BadAlloc is 2004, BadAccess 2006, every other error 2020.
-    static VXResult fromError(const char16_t* method, const xcb_generic_error_t& error, const VXSourceLocation& site);
+    static VXResult fromError(const char16_t* method, const xcb_generic_error_t& error,
+                              const VXSourceLocation& site);
     // "Connection to the X server lost: %hs [%d]" (2010) for xcb_connection_has_error's code.
     static VXResult connectionLost(int xcbError, const VXSourceLocation& site);
     // BadWindow, BadPixmap, BadMatch and BadDrawable: what a request on a window meets when

@@ -38,7 +38,8 @@ VXResult X11ImageReader::setup(X11Connection& connection, int32_t width, int32_t
     _connection = connection.get();
     const xcb_setup_t* serverSetup = xcb_get_setup(connection.get());
     bool stored32 = false;
-    for (auto formats = xcb_setup_pixmap_formats_iterator(serverSetup); formats.rem > 0; xcb_format_next(&formats)) {
+    for (auto formats = xcb_setup_pixmap_formats_iterator(serverSetup); formats.rem > 0;
+         xcb_format_next(&formats)) {
         if (formats.data->depth == connection.rootDepth())
             stored32 = formats.data->bits_per_pixel == kBitsPerPixel;
     }
@@ -84,10 +85,11 @@ VXResult X11ImageReader::read(X11Connection& connection, xcb_drawable_t drawable
     xcb_generic_error_t* rawError = nullptr;
     if (_segment != 0) {
         VX_CHECK_PARAM(static_cast<int64_t>(width) * height * 4 <= _capacity);
-        X11Reply<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(
-            c,
-            xcb_shm_get_image(c, drawable, x, y, width, height, kAllPlanes, XCB_IMAGE_FORMAT_Z_PIXMAP, _segment, 0),
-            &rawError));
+        X11Reply<xcb_shm_get_image_reply_t> reply(
+            xcb_shm_get_image_reply(c,
+                                    xcb_shm_get_image(c, drawable, x, y, width, height, kAllPlanes,
+                                                      XCB_IMAGE_FORMAT_Z_PIXMAP, _segment, 0),
+                                    &rawError));
         X11Reply<xcb_generic_error_t> error(rawError);
         if (error != nullptr) {
             if (X11Errors::isVanishedWindow(*error)) {
@@ -102,7 +104,8 @@ VXResult X11ImageReader::read(X11Connection& connection, xcb_drawable_t drawable
         return VXError::eNoError;
     }
     X11Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
-        c, xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, x, y, width, height, kAllPlanes), &rawError));
+        c, xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, x, y, width, height, kAllPlanes),
+        &rawError));
     X11Reply<xcb_generic_error_t> error(rawError);
     if (error != nullptr) {
         if (X11Errors::isVanishedWindow(*error)) {

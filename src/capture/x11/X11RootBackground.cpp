@@ -42,7 +42,8 @@ VXResult X11RootBackground::wallpaper_(X11Connection& connection, xcb_pixmap_t& 
     pixmap = 0;
     xcb_generic_error_t* rawError = nullptr;
     X11Reply<xcb_get_property_reply_t> property(xcb_get_property_reply(
-        c, xcb_get_property(c, 0, connection.root(), connection.rootPixmapAtom(), XCB_ATOM_PIXMAP, 0, 1), &rawError));
+        c, xcb_get_property(c, 0, connection.root(), connection.rootPixmapAtom(), XCB_ATOM_PIXMAP, 0, 1),
+        &rawError));
     if (rawError != nullptr)
         return VX_X11_ERROR(u"GetProperty", *X11Reply<xcb_generic_error_t>(rawError));
     if (property == nullptr)
@@ -51,7 +52,8 @@ VXResult X11RootBackground::wallpaper_(X11Connection& connection, xcb_pixmap_t& 
         return VXError::eNoError;
     const xcb_pixmap_t candidate = *static_cast<const xcb_pixmap_t*>(xcb_get_property_value(property.get()));
     // A wallpaper setter that exited may have left a stale id, or one of another depth.
-    X11Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(c, xcb_get_geometry(c, candidate), &rawError));
+    X11Reply<xcb_get_geometry_reply_t> geometry(
+        xcb_get_geometry_reply(c, xcb_get_geometry(c, candidate), &rawError));
     X11Reply<xcb_generic_error_t> error(rawError);
     if (error != nullptr && !X11Errors::isVanishedWindow(*error))
         return VX_X11_ERROR(u"GetGeometry", *error);
@@ -90,7 +92,8 @@ VXResult X11RootBackground::prepare(X11Connection& connection, const VXRect& are
             return VXError::eNoError;
         dropPicture_(connection);
         _picture = xcb_generate_id(c);
-        batch.add(xcb_render_create_solid_fill_checked(c, _picture, kOpaqueBlack), u"RenderCreateSolidFill", false);
+        batch.add(xcb_render_create_solid_fill_checked(c, _picture, kOpaqueBlack), u"RenderCreateSolidFill",
+                  false);
         _source = Source::eBlack;
         _originX = _originY = 0;
         return VXError::eNoError;
@@ -101,8 +104,8 @@ VXResult X11RootBackground::prepare(X11Connection& connection, const VXRect& are
     return useWindow_(connection, area, bottomWindow, changed, batch);
 }
 
-VXResult X11RootBackground::useWindow_(X11Connection& connection, const VXRect& area, xcb_window_t bottomWindow,
-                                       bool repaint, X11RequestBatch& batch) {
+VXResult X11RootBackground::useWindow_(X11Connection& connection, const VXRect& area,
+                                       xcb_window_t bottomWindow, bool repaint, X11RequestBatch& batch) {
     xcb_connection_t* c = connection.get();
     if (_window != 0 && _windowArea != area)
         dropWindow_(connection);
@@ -111,24 +114,25 @@ VXResult X11RootBackground::useWindow_(X11Connection& connection, const VXRect& 
         _window = xcb_generate_id(c);
         // No window manager touches an override-redirect window; no events are asked for.
         const uint32_t values[] = {XCB_BACK_PIXMAP_PARENT_RELATIVE, 1};
-        batch.add(xcb_create_window_checked(c, XCB_COPY_FROM_PARENT, _window, connection.root(),
-                                            static_cast<int16_t>(area.getLeft()), static_cast<int16_t>(area.getTop()),
-                                            static_cast<uint16_t>(area.getWidth()),
-                                            static_cast<uint16_t>(area.getHeight()), 0,
-                                            XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                                            XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT, values),
-                  u"CreateWindow", false);
+        batch.add(
+            xcb_create_window_checked(
+                c, XCB_COPY_FROM_PARENT, _window, connection.root(), static_cast<int16_t>(area.getLeft()),
+                static_cast<int16_t>(area.getTop()), static_cast<uint16_t>(area.getWidth()),
+                static_cast<uint16_t>(area.getHeight()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT, values),
+            u"CreateWindow", false);
         // An empty input shape: clicks and pointer motion go to whatever lies beneath.
-        batch.add(xcb_shape_rectangles_checked(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
-                                               _window, 0, 0, 0, nullptr),
+        batch.add(xcb_shape_rectangles_checked(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT,
+                                               XCB_CLIP_ORDERING_UNSORTED, _window, 0, 0, 0, nullptr),
                   u"ShapeRectangles", false);
         const uint32_t below = XCB_STACK_MODE_BELOW;
-        batch.add(xcb_configure_window_checked(c, _window, XCB_CONFIG_WINDOW_STACK_MODE, &below), u"ConfigureWindow",
-                  false);
+        batch.add(xcb_configure_window_checked(c, _window, XCB_CONFIG_WINDOW_STACK_MODE, &below),
+                  u"ConfigureWindow", false);
         batch.add(xcb_map_window_checked(c, _window), u"MapWindow", false);
         _picture = xcb_generate_id(c);
-        batch.add(xcb_render_create_picture_checked(c, _picture, _window, connection.rootFormat(), 0, nullptr),
-                  u"RenderCreatePicture", false);
+        batch.add(
+            xcb_render_create_picture_checked(c, _picture, _window, connection.rootFormat(), 0, nullptr),
+            u"RenderCreatePicture", false);
         _windowArea = area;
     } else {
         if (bottomWindow != _window) {

@@ -27,8 +27,8 @@ public:
     // lowest mapped child of the root, so that our window can go back beneath all others.
     // changed: a background setter has been at work since the last call; only then is the
     // wallpaper looked up again and our window repainted.
-    VXResult prepare(X11Connection& connection, const VXRect& area, bool compositorRunning, xcb_window_t bottomWindow,
-                     bool changed, X11RequestBatch& batch);
+    VXResult prepare(X11Connection& connection, const VXRect& area, bool compositorRunning,
+                     xcb_window_t bottomWindow, bool changed, X11RequestBatch& batch);
     // The picture; the root's point (x, y) is its point (x - originX, y - originY).
     xcb_render_picture_t picture() const { return _picture; }
     int32_t originX() const { return _originX; }
@@ -41,8 +41,8 @@ private:
     enum class Source { eNone, eWallpaper, eWindow, eBlack };
 
     VXResult wallpaper_(X11Connection& connection, xcb_pixmap_t& pixmap);
-    VXResult useWindow_(X11Connection& connection, const VXRect& area, xcb_window_t bottomWindow, bool repaint,
-                        X11RequestBatch& batch);
+    VXResult useWindow_(X11Connection& connection, const VXRect& area, xcb_window_t bottomWindow,
+                        bool repaint, X11RequestBatch& batch);
     void dropPicture_(X11Connection& connection);
     void dropWindow_(X11Connection& connection);
 

@@ -96,7 +96,8 @@ VXResult X11ScreenReader::setExcludedWindows(const std::vector<uint64_t>& window
         _excludedWindows = windows;
     } catch (const std::bad_alloc&) {
         _excludedWindows.clear();
-        return VX_ERROR(VXError::eNoMemory, u"Failed storing %u window ids", static_cast<uint32_t>(windows.size()));
+        return VX_ERROR(VXError::eNoMemory, u"Failed storing %u window ids",
+                        static_cast<uint32_t>(windows.size()));
     }
     return VXError::eNoError;
 }
@@ -109,8 +110,8 @@ VXResult X11ScreenReader::setCaptureCursor(bool show) {
 VXResult X11ScreenReader::isCompositorRunning_(bool& running) {
     xcb_connection_t* c = _connection.get();
     xcb_generic_error_t* rawError = nullptr;
-    X11Reply<xcb_get_selection_owner_reply_t> owner(
-        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, _connection.compositorAtom()), &rawError));
+    X11Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+        c, xcb_get_selection_owner(c, _connection.compositorAtom()), &rawError));
     if (rawError != nullptr)
         return VX_X11_ERROR(u"GetSelectionOwner", *X11Reply<xcb_generic_error_t>(rawError));
     if (owner == nullptr)
@@ -173,7 +174,8 @@ VXResult X11ScreenReader::attempt_(bool& changed) {
     for (const auto& window : all) {
         if (window.id == _background.window() || window.outer.intersect(visible).isEmpty())
             continue;
-        if (std::find(_excludedTopLevels.begin(), _excludedTopLevels.end(), window.id) != _excludedTopLevels.end())
+        if (std::find(_excludedTopLevels.begin(), _excludedTopLevels.end(), window.id) !=
+            _excludedTopLevels.end())
             excludedInside = true;
         else
             _read.push_back(window);
@@ -184,17 +186,18 @@ VXResult X11ScreenReader::attempt_(bool& changed) {
     bool vanished = false;
     if (!excludedInside) {
         // Nothing to leave out: the screen itself has the same pixels, read at once.
-        VX_RETURN_IF_ERROR(_imageReader.read(_connection, _connection.root(), static_cast<int16_t>(visible.getLeft()),
-                                             static_cast<int16_t>(visible.getTop()),
-                                             static_cast<uint16_t>(visible.getWidth()),
-                                             static_cast<uint16_t>(visible.getHeight()), vanished));
+        VX_RETURN_IF_ERROR(_imageReader.read(
+            _connection, _connection.root(), static_cast<int16_t>(visible.getLeft()),
+            static_cast<int16_t>(visible.getTop()), static_cast<uint16_t>(visible.getWidth()),
+            static_cast<uint16_t>(visible.getHeight()), vanished));
         _lastComposed = false;
     } else {
         const xcb_window_t bottom = all.empty() ? XCB_NONE : all.front().id;
         VX_RETURN_IF_ERROR(
             _background.prepare(_connection, visible, _compositorRunning, bottom, changes.background, batch));
         changes.background = false;
-        VX_RETURN_IF_ERROR(_compositor.compose(_connection, visible, _read, _background, _compositorRunning, batch));
+        VX_RETURN_IF_ERROR(
+            _compositor.compose(_connection, visible, _read, _background, _compositorRunning, batch));
         VX_RETURN_IF_ERROR(_imageReader.read(_connection, _compositor.pixmap(), 0, 0,
                                              static_cast<uint16_t>(visible.getWidth()),
                                              static_cast<uint16_t>(visible.getHeight()), vanished));
@@ -254,7 +257,8 @@ VXResult X11ScreenReader::readScreen() {
         }
         // Unchanged during the attempt but changed just before: wait out the quiet time.
         if (!changed) {
-            const uint64_t wait = std::min<uint64_t>(_lastChangeMs + kQuietMs - now, start + kStabilizationTimeoutMs - now);
+            const uint64_t wait =
+                std::min<uint64_t>(_lastChangeMs + kQuietMs - now, start + kStabilizationTimeoutMs - now);
             std::this_thread::sleep_for(std::chrono::milliseconds(wait));
         }
     }

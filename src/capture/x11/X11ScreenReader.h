@@ -76,7 +76,7 @@ private:
     std::vector<xcb_window_t> _excludedTopLevels;  // valid while the stack and the list are
     bool _excludedResolved = false;
     std::vector<X11TopWindow> _read;  // the windows the last attempt read
-    uint64_t _lastChangeMs = 0;  // when a change inside the rectangle was last seen
+    uint64_t _lastChangeMs = 0;       // when a change inside the rectangle was last seen
     uint32_t _stabilizationRounds = 0;
     uint32_t _stabilizationTimeMs = 0;
     bool _stabilizationTimedOut = false;

@@ -50,7 +50,8 @@ VXResult X11WindowStack::refresh(X11Connection& connection, uint32_t& firstSeque
             first = VX_X11_ERROR(u"GetGeometry", *geometryError);
         if (attribute == nullptr || geometry == nullptr)
             continue;
-        if (attribute->map_state != XCB_MAP_STATE_VIEWABLE || attribute->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT)
+        if (attribute->map_state != XCB_MAP_STATE_VIEWABLE ||
+            attribute->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT)
             continue;
         X11TopWindow window;
         window.id = children[i];
@@ -66,7 +67,8 @@ VXResult X11WindowStack::refresh(X11Connection& connection, uint32_t& firstSeque
     return first;
 }
 
-VXResult X11WindowStack::topLevelOf(X11Connection& connection, xcb_window_t window, xcb_window_t& topLevel) const {
+VXResult X11WindowStack::topLevelOf(X11Connection& connection, xcb_window_t window,
+                                    xcb_window_t& topLevel) const {
     xcb_connection_t* c = connection.get();
     topLevel = 0;
     for (int depth = 0; depth < kMaxNesting && window != 0 && window != connection.root(); ++depth) {

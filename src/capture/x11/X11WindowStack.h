@@ -15,8 +15,8 @@
 
 struct X11TopWindow {
     xcb_window_t id = 0;
-    VXRect outer;          // root coordinates, border included: the window pixmap's extent
-    int32_t border = 0;    // the window's origin is outer's top-left plus this
+    VXRect outer;        // root coordinates, border included: the window pixmap's extent
+    int32_t border = 0;  // the window's origin is outer's top-left plus this
     xcb_render_pictformat_t format = 0;
     bool hasAlpha = false;  // an ARGB visual: drawn over what lies beneath
 };

@@ -18,12 +18,12 @@ struct LeaveOutCase {
 };
 
 const LeaveOutCase kLeaveOutCases[] = {
-    {"Term", VXRect(40, 40, 620, 460)},       // opaque, over Logo; a client in its twm frame
-    {"Eyes", VXRect(540, 40, 900, 400)},      // a shaped window over Logo2
-    {"Glass", VXRect(680, 380, 980, 680)},    // a 32-bit ARGB window
-    {"Logo4", VXRect(680, 380, 980, 680)},    // beneath that ARGB window
-    {"Popup", VXRect(280, 310, 640, 560)},    // override-redirect
-    {"Edge", VXRect(700, 560, 1024, 768)},    // partly off the screen
+    {"Term", VXRect(40, 40, 620, 460)},     // opaque, over Logo; a client in its twm frame
+    {"Eyes", VXRect(540, 40, 900, 400)},    // a shaped window over Logo2
+    {"Glass", VXRect(680, 380, 980, 680)},  // a 32-bit ARGB window
+    {"Logo4", VXRect(680, 380, 980, 680)},  // beneath that ARGB window
+    {"Popup", VXRect(280, 310, 640, 560)},  // override-redirect
+    {"Edge", VXRect(700, 560, 1024, 768)},  // partly off the screen
 };
 
 }  // namespace
@@ -40,7 +40,8 @@ protected:
             const VXResult result = capture.reader->readScreen();
             EXPECT_EQ(result.code(), 2000) << result.describe().toUtf8();
             EXPECT_TRUE(capture.reader->lastCaptureComposed());
-            const PixelDifference difference = comparePixels(*capture.image, pictureWithout(each.rect, client));
+            const PixelDifference difference =
+                comparePixels(*capture.image, pictureWithout(each.rect, client));
             EXPECT_EQ(difference.count, 0) << difference.first;
         }
         SCOPED_TRACE(std::string(mode) + ", nothing left out");
@@ -77,7 +78,8 @@ TEST_F(X11DesktopCaptureTest, CursorIsDrawnAtThePointerOnlyWhenAsked) {
                 std::memcpy(&pixel, capture.image->getPixelPtr(x, y), 4);
                 if ((pixel & 0xFFFFFF) == expected[static_cast<size_t>(y) * rect.getWidth() + x])
                     continue;
-                const VXRect here(x + rect.getLeft(), y + rect.getTop(), x + rect.getLeft() + 1, y + rect.getTop() + 1);
+                const VXRect here(x + rect.getLeft(), y + rect.getTop(), x + rect.getLeft() + 1,
+                                  y + rect.getTop() + 1);
                 changed = count++ == 0 ? here
                                        : VXRect(std::min(changed.getLeft(), here.getLeft()),
                                                 std::min(changed.getTop(), here.getTop()),
@@ -86,7 +88,8 @@ TEST_F(X11DesktopCaptureTest, CursorIsDrawnAtThePointerOnlyWhenAsked) {
             }
         }
         EXPECT_GT(count, 10);
-        EXPECT_TRUE(VXRect(150 - 32, 150 - 32, 150 + 32, 150 + 32).isEnclosing(changed)) << changed.toString().toUtf8();
+        EXPECT_TRUE(VXRect(150 - 32, 150 - 32, 150 + 32, 150 + 32).isEnclosing(changed))
+            << changed.toString().toUtf8();
     }
 }
 
@@ -137,7 +140,8 @@ TEST_F(X11DesktopCaptureTest, ListedWindowsDestroyedDuringCapturesEndNothing) {
         if (!other.connect(desktop->server.display()))
             return;
         while (!stop) {
-            const xcb_window_t window = other.createWindow(VXRect(200, 200, 400, 350), 0x8040FF, true, "Churn");
+            const xcb_window_t window =
+                other.createWindow(VXRect(200, 200, 400, 350), 0x8040FF, true, "Churn");
             latest = window;
             ++made;
             std::this_thread::sleep_for(std::chrono::milliseconds(made % 3));
@@ -168,7 +172,9 @@ TEST_F(X11DesktopCaptureTest, ListedWindowsDestroyedDuringCapturesEndNothing) {
 TEST_F(X11DesktopCaptureTest, UnknownIdsAreIgnored) {
     const VXRect rect(40, 40, 620, 460);
     Capture capture = makeReader(rect);
-    ASSERT_EQ(capture.reader->setExcludedWindows({0x7FFFFFF0, 0x1FFFFFFFFull, desktop->display.root()}).code(), 2000);
+    ASSERT_EQ(
+        capture.reader->setExcludedWindows({0x7FFFFFF0, 0x1FFFFFFFFull, desktop->display.root()}).code(),
+        2000);
     EXPECT_EQ(capture.reader->readScreen().code(), 2000);
     EXPECT_FALSE(capture.reader->lastCaptureComposed());
     EXPECT_EQ(comparePixels(*capture.image, pictureWithout(rect, 0)).count, 0);

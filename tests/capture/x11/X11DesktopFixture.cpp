@@ -45,7 +45,8 @@ bool X11Desktop::start() {
     // Stacking follows start order: Logo under Term, Logo2 under Eyes, Logo4 under Glass.
     const bool started =
         startProgram({"xlogo", "-geometry", "300x250+60+60", "-title", "Logo"}, "Logo") &&
-        startProgram({"xterm", "-geometry", "40x12+250+180", "-title", "Term", "-e", "sleep", "600"}, "Term") &&
+        startProgram({"xterm", "-geometry", "40x12+250+180", "-title", "Term", "-e", "sleep", "600"},
+                     "Term") &&
         startProgram({"xlogo", "-geometry", "250x250+620+120", "-title", "Logo2"}, "Logo2") &&
         startProgram({"xeyes", "-geometry", "220x220+560+60", "-title", "Eyes"}, "Eyes") &&
         startProgram({"xlogo", "-geometry", "200x200+760+450", "-title", "Logo4"}, "Logo4") &&
@@ -54,7 +55,8 @@ bool X11Desktop::start() {
         return false;
     // twm frames each client: wait until the last one is.
     const uint64_t end = VXPlatform::monotonicMicroseconds() + kFrameWaitMs * 1000ull;
-    while (display.topLevelOf(windows["Edge"]) == windows["Edge"] && VXPlatform::monotonicMicroseconds() < end)
+    while (display.topLevelOf(windows["Edge"]) == windows["Edge"] &&
+           VXPlatform::monotonicMicroseconds() < end)
         std::this_thread::sleep_for(kPoll);
     windows["Popup"] = display.createWindow(VXRect(300, 330, 520, 450), 0x30C0C0, true, "Popup");
     // Premultiplied: half-transparent red.

@@ -37,10 +37,12 @@ TEST(X11Errors, NameTheRequestAndTheError) {
     error.error_code = 11;
     result = X11Errors::fromError(u"CreatePixmap", error, VX_SITE);
     EXPECT_EQ(result.code(), 2004);
-    EXPECT_THAT(result.message().toUtf8(), StartsWith("Method \"CreatePixmap\" returned X error [11]. BadAlloc"));
+    EXPECT_THAT(result.message().toUtf8(),
+                StartsWith("Method \"CreatePixmap\" returned X error [11]. BadAlloc"));
     EXPECT_FALSE(X11Errors::isVanishedWindow(error));
 
     result = X11Errors::connectionLost(XCB_CONN_ERROR, VX_SITE);
     EXPECT_EQ(result.code(), 2010);
-    EXPECT_THAT(result.message().toUtf8(), StartsWith("Connection to the X server lost: socket, pipe or stream error [1]"));
+    EXPECT_THAT(result.message().toUtf8(),
+                StartsWith("Connection to the X server lost: socket, pipe or stream error [1]"));
 }

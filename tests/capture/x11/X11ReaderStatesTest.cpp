@@ -103,7 +103,8 @@ TEST_F(X11ReaderStatesTest, AllBlackPictureGives2022) {
 }
 
 TEST_F(X11ReaderStatesTest, ChangingContentTimesOutAt500Ms) {
-    const std::unique_ptr<BusyWindow> busy = std::make_unique<BusyWindow>(server->display(), VXRect(100, 100, 300, 300));
+    const std::unique_ptr<BusyWindow> busy =
+        std::make_unique<BusyWindow>(server->display(), VXRect(100, 100, 300, 300));
     const xcb_window_t still = display->createWindow(VXRect(200, 400, 400, 500), 0x808000, true, "Still");
     const struct {
         const char* name;
@@ -146,7 +147,8 @@ TEST(X11ReaderLostServer, KilledServerEndsCapturesWithItsCause) {
     for (int i = 0; i < 2; ++i) {
         const VXResult result = reader.readScreen();
         EXPECT_EQ(result.code(), 2010);
-        EXPECT_THAT(result.message().toUtf8(), HasSubstr("Connection to the X server lost: socket, pipe or stream error"));
+        EXPECT_THAT(result.message().toUtf8(),
+                    HasSubstr("Connection to the X server lost: socket, pipe or stream error"));
     }
     EXPECT_EQ(reader.setup(rect, imageFor(rect)).code(), 2010);
 }

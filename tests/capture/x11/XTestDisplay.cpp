@@ -73,27 +73,31 @@ bool XTestDisplay::settle(const VXRect& rect) {
 
 xcb_atom_t XTestDisplay::atom_(const char* name) {
     Freed<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
-        _connection, xcb_intern_atom(_connection, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr)};
+        _connection, xcb_intern_atom(_connection, 0, static_cast<uint16_t>(std::strlen(name)), name),
+        nullptr)};
     return reply ? reply->atom : XCB_NONE;
 }
 
 bool XTestDisplay::isViewable(xcb_window_t window) {
-    Freed<xcb_get_window_attributes_reply_t> attributes{
-        xcb_get_window_attributes_reply(_connection, xcb_get_window_attributes(_connection, window), nullptr)};
+    Freed<xcb_get_window_attributes_reply_t> attributes{xcb_get_window_attributes_reply(
+        _connection, xcb_get_window_attributes(_connection, window), nullptr)};
     return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
 xcb_window_t XTestDisplay::findTitled_(xcb_window_t parent, const std::string& title, int depth) {
-    Freed<xcb_query_tree_reply_t> tree{xcb_query_tree_reply(_connection, xcb_query_tree(_connection, parent), nullptr)};
+    Freed<xcb_query_tree_reply_t> tree{
+        xcb_query_tree_reply(_connection, xcb_query_tree(_connection, parent), nullptr)};
     if (!tree)
         return 0;
     const xcb_window_t* children = xcb_query_tree_children(tree.pointer);
     for (int i = 0; i < xcb_query_tree_children_length(tree.pointer); ++i) {
         Freed<xcb_get_property_reply_t> name{xcb_get_property_reply(
             _connection,
-            xcb_get_property(_connection, 0, children[i], XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 0, 256), nullptr)};
-        if (name && std::string(static_cast<const char*>(xcb_get_property_value(name.pointer)),
-                                static_cast<size_t>(xcb_get_property_value_length(name.pointer))) == title &&
+            xcb_get_property(_connection, 0, children[i], XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 0, 256),
+            nullptr)};
+        if (name &&
+            std::string(static_cast<const char*>(xcb_get_property_value(name.pointer)),
+                        static_cast<size_t>(xcb_get_property_value_length(name.pointer))) == title &&
             isViewable(children[i])) {
             return children[i];
         }
@@ -135,7 +139,8 @@ xcb_window_t XTestDisplay::createWindow(const VXRect& rect, uint32_t color, bool
              xcb_depth_next(&depths)) {
             if (depths.data->depth != 32)
                 continue;
-            for (auto visuals = xcb_depth_visuals_iterator(depths.data); visuals.rem > 0; xcb_visualtype_next(&visuals)) {
+            for (auto visuals = xcb_depth_visuals_iterator(depths.data); visuals.rem > 0;
+                 xcb_visualtype_next(&visuals)) {
                 if (visuals.data->_class == XCB_VISUAL_CLASS_TRUE_COLOR) {
                     visual = visuals.data->visual_id;
                     break;
@@ -171,7 +176,8 @@ void XTestDisplay::fill(xcb_window_t window, uint32_t color, const VXRect& rect)
     const xcb_gcontext_t gc = xcb_generate_id(_connection);
     xcb_create_gc(_connection, gc, window, XCB_GC_FOREGROUND, &color);
     const xcb_rectangle_t r = {static_cast<int16_t>(rect.getLeft()), static_cast<int16_t>(rect.getTop()),
-                               static_cast<uint16_t>(rect.getWidth()), static_cast<uint16_t>(rect.getHeight())};
+                               static_cast<uint16_t>(rect.getWidth()),
+                               static_cast<uint16_t>(rect.getHeight())};
     xcb_poly_fill_rectangle(_connection, window, gc, 1, &r);
     xcb_free_gc(_connection, gc);
     xcb_flush(_connection);
@@ -211,14 +217,15 @@ void XTestDisplay::setWallpaper() {
     for (int i = 0; i < 4; ++i)
         fill(pixmap, colors[i], VXRect((i % 2) * 24, (i / 2) * 24, (i % 2) * 24 + 24, (i / 2) * 24 + 24));
     xcb_change_window_attributes(_connection, _root, XCB_CW_BACK_PIXMAP, &pixmap);
-    xcb_change_property(_connection, XCB_PROP_MODE_REPLACE, _root, atom_("_XROOTPMAP_ID"), XCB_ATOM_PIXMAP, 32, 1,
-                        &pixmap);
+    xcb_change_property(_connection, XCB_PROP_MODE_REPLACE, _root, atom_("_XROOTPMAP_ID"), XCB_ATOM_PIXMAP,
+                        32, 1, &pixmap);
     xcb_clear_area(_connection, 0, _root, 0, 0, 0, 0);
     sync();
 }
 
 void XTestDisplay::warpPointer(int32_t x, int32_t y) {
-    xcb_warp_pointer(_connection, XCB_NONE, _root, 0, 0, 0, 0, static_cast<int16_t>(x), static_cast<int16_t>(y));
+    xcb_warp_pointer(_connection, XCB_NONE, _root, 0, 0, 0, 0, static_cast<int16_t>(x),
+                     static_cast<int16_t>(y));
     sync();
 }
 
@@ -240,26 +247,10 @@ PixelDifference comparePixels(const VXImage& image, const std::vector<uint32_t>&
                 continue;
             if (difference.count++ == 0) {
                 char text[96];
-                std::snprintf(text, sizeof(text), "(%d, %d): 0x%06X, expected 0x%06X", x, y, pixel & kColorBits, want);
+                std::snprintf(text, sizeof(text), "(%d, %d): 0x%06X, expected 0x%06X", x, y,
+                              pixel & kColorBits, want);
                 difference.first = text;
             }
-        }
-    }
-    if (difference.count > 0 && std::getenv("VX_X11_DUMP") != nullptr) {
-        static int serial = 0;
-        ++serial;
-        for (int which = 0; which < 2; ++which) {
-            std::string name = "/tmp/vxdump-" + std::to_string(serial) + (which == 0 ? "-got.ppm" : "-want.ppm");
-            FILE* f = std::fopen(name.c_str(), "wb");
-            std::fprintf(f, "P6 %d %d 255\n", width, image.getHeight());
-            for (int32_t y = 0; y < image.getHeight(); ++y)
-                for (int32_t x = 0; x < width; ++x) {
-                    uint32_t pixel = expected[static_cast<size_t>(y) * width + x];
-                    if (which == 0) std::memcpy(&pixel, image.getLinePtr(y) + x * 4, 4);
-                    const unsigned char rgb[3] = {static_cast<unsigned char>(pixel >> 16), static_cast<unsigned char>(pixel >> 8), static_cast<unsigned char>(pixel)};
-                    std::fwrite(rgb, 1, 3, f);
-                }
-            std::fclose(f);
         }
     }
     return difference;

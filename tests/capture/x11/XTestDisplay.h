@@ -35,8 +35,8 @@ public:
     // The child of the root that holds `window`.
     xcb_window_t topLevelOf(xcb_window_t window);
     // A window of one colour (0x00RRGGBB, or premultiplied 0xAARRGGBB with argb), mapped.
-    xcb_window_t createWindow(const VXRect& rect, uint32_t color, bool overrideRedirect, const std::string& title,
-                              bool argb = false);
+    xcb_window_t createWindow(const VXRect& rect, uint32_t color, bool overrideRedirect,
+                              const std::string& title, bool argb = false);
     void fill(xcb_window_t window, uint32_t color, const VXRect& rect);
     void map(xcb_window_t window);
     void unmap(xcb_window_t window);

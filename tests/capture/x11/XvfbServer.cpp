@@ -26,7 +26,8 @@ bool XvfbServer::start(const std::string& size, const std::vector<std::string>& 
         const std::string display = ":" + std::to_string(number);
         if (accepts(display))
             continue;  // someone else's
-        std::vector<std::string> argv = {"Xvfb", display, "-screen", "0", size, "-nolisten", "tcp", "-noreset"};
+        std::vector<std::string> argv = {"Xvfb", display,     "-screen", "0",
+                                         size,   "-nolisten", "tcp",     "-noreset"};
         argv.insert(argv.end(), extra.begin(), extra.end());
         if (!_process.start(argv))
             return false;
