@@ -2,8 +2,10 @@
 // only hands over to the server's main routine, which reads the command line itself.
 #include <windows.h>
 
+#include "MagnifierServerPlatform.h"
 #include "VistrelMain.h"
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
-    return Vistrel::mainRoutine();
+    Vistrel::MagnifierServerPlatform platform;
+    return Vistrel::mainRoutine(platform);
 }

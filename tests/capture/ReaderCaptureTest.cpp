@@ -3,6 +3,7 @@
 
 #include <thread>
 
+#include "MagnifierServerPlatform.h"
 #include "ScreenFixture.h"
 #include "SerializeUtils.h"
 #include "VistrelExchange.h"
@@ -76,7 +77,8 @@ TEST_F(ReaderCapture, CursorAppearsOnlyWithTheFlagFromItsOwnBlock) {
     std::shared_ptr<Vistrel::SharedObjects> objects;
     ASSERT_TRUE(Vistrel::SharedObjects::create(*params, objects).isSuccess());
     VXResult served;
-    std::thread server([&] { served = Vistrel::serveRequests(kRect, objects, false); });
+    Vistrel::MagnifierServerPlatform platform;
+    std::thread server([&] { served = Vistrel::serveRequests(kRect, objects, false, platform); });
     auto* list = static_cast<uint8_t*>(objects->shMemExclWnds->view);
     // Our windows are painted on request, so this thread pumps while the loop captures.
     auto exchange = [&] {

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "MagnifierServerPlatform.h"
 #include "SerializeUtils.h"
 #include "VXCrashHandler.h"
 #include "VistrelExchange.h"
@@ -29,7 +30,8 @@ TEST(VistrelMainRoutine, HeldBackRepeatsOfTheLastLineAreWrittenBeforeItReturns) 
     for (int i = 0; i < 3; ++i)
         VX_LOG_INFO(u"the same last line");
     // This process's command line is no server's: the routine ends at the options stage.
-    EXPECT_EQ(Vistrel::mainRoutine(), Vistrel::eExitBadOptions);
+    Vistrel::MagnifierServerPlatform platform;
+    EXPECT_EQ(Vistrel::mainRoutine(platform), Vistrel::eExitBadOptions);
     VXCrashHandler::uninstall();
     bool noticed = false;
     for (const VXString& line : log.linesAsWritten())

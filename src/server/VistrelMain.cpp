@@ -1,6 +1,6 @@
 #include "VistrelMain.h"
 
-#include "VXCrashHandler.h"
+#include "VXChecks.h"
 #include "VXLog.h"
 #include "VistrelExchange.h"
 #include "VistrelServer.h"
@@ -9,15 +9,15 @@ namespace Vistrel {
 
 namespace {
 
-int runStages() {
-    // Before anything can fail: a crash leaves its description and a compressed dump in the
-    // debug log, the only place this windowless process can report it.
-    VXCrashHandler::install();
+int runStages(ServerPlatform& platform) {
+    // Before anything can fail: a crash must reach the log, the only report this windowless
+    // process can leave.
+    platform.prepareProcess();
 
     // Failures become exit codes only; once the shared objects exist the result block is the
     // channel that tells the host what went wrong.
     VXString cmdLineArgs;
-    if (getCommandLineArgs(cmdLineArgs).isError())
+    if (platform.getCommandLineArgs(cmdLineArgs).isError())
         return eExitNoCommandLine;
 
     std::shared_ptr<Params> params;
@@ -31,7 +31,7 @@ int runStages() {
     if (SharedObjects::create(*params, sharedObjects).isError())
         return eExitNoSharedObjects;
 
-    const VXResult runResult = run(*params, sharedObjects, params->unitTestMode);
+    const VXResult runResult = run(*params, sharedObjects, params->unitTestMode, platform);
     // The final result is written without the completion event: the host reads it when the
     // process has ended.
     if (writeResult(sharedObjects->shMemResult, runResult).isError())
@@ -41,8 +41,22 @@ int runStages() {
 
 }  // namespace
 
-int mainRoutine() {
-    const int exitCode = runStages();
+VXResult getCommandLineArgs(const char16_t* commandLine, VXString& cmdLineArgs) {
+    VX_CHECK_PARAM(commandLine);
+    bool quoted = false;
+    const char16_t* p = commandLine;
+    for (; *p != u'\0'; ++p) {
+        if (*p == u'"')
+            quoted = !quoted;
+        if (*p == u' ' && !quoted)
+            break;
+    }
+    cmdLineArgs = p;
+    return VXError::eNoError;
+}
+
+int mainRoutine(ServerPlatform& platform) {
+    const int exitCode = runStages(platform);
     // Repeats of this thread's last line are held back until another line comes; none will.
     VXLog::flush();
     return exitCode;

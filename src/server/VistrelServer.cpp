@@ -1,12 +1,8 @@
 #include "VistrelServer.h"
 
-#include <windows.h>
-
+#include <cstring>
 #include <vector>
 
-#include "HookD3D.h"
-#include "MagD3DScreenReader.h"
-#include "MagnificationDll.h"
 #include "SerializeUtils.h"
 #include "VXChecks.h"
 #include "VXImageUtils.h"
@@ -19,36 +15,38 @@ namespace {
 // Room for the record header and the terminator when a result text has to be shortened.
 constexpr uint32_t kResultTextRoom = (kResultBlockSize - SerializeUtils::kResultHeaderSize) / 2 - 1;
 constexpr char16_t kCutMark[] = u" [...]";
+constexpr uint32_t kCutMarkLength = sizeof(kCutMark) / sizeof(char16_t) - 1;
+
+bool isHighSurrogate(char16_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+// Without a capture (unit-test mode) the image goes out as made: zeros, as a freshly made
+// bitmap holds, rather than whatever the allocator handed over.
+void clearImage(VXImage& image) {
+    const size_t rowBytes =
+        static_cast<size_t>(image.getBytesPerPixel()) * static_cast<size_t>(image.getWidth());
+    for (int32_t row = 0; row < image.getHeight(); ++row) {
+        uint8_t* line = image.getLinePtr(row);
+        if (line != nullptr)
+            std::memset(line, 0, rowBytes);
+    }
+}
 
 }  // namespace
-
-VXResult getCommandLineArgs(const char16_t* commandLine, VXString& cmdLineArgs) {
-    VX_CHECK_PARAM(commandLine);
-    // The program name ends at the first blank outside double quotes.
-    bool quoted = false;
-    const char16_t* p = commandLine;
-    for (; *p != u'\0'; ++p) {
-        if (*p == u'"')
-            quoted = !quoted;
-        if (*p == u' ' && !quoted)
-            break;
-    }
-    cmdLineArgs = p;
-    return VXError::eNoError;
-}
-
-VXResult getCommandLineArgs(VXString& cmdLineArgs) {
-    return getCommandLineArgs(reinterpret_cast<const char16_t*>(GetCommandLineW()), cmdLineArgs);
-}
 
 VXResult writeResult(const std::shared_ptr<SharedProcessMemory>& shMemResult, const VXResult& result) {
     VX_CHECK_PARAM(shMemResult);
     VX_CHECK_PARAM(shMemResult->view);
     auto* view = static_cast<uint8_t*>(shMemResult->view);
-    if (result.message().length() > kResultTextRoom) {
-        // A chain too long for the block still tells the host its code and its beginning.
-        VXResult shortened(result.code(), u"%s%s",
-                           VXString(result.message().c_str(), static_cast<int32_t>(kResultTextRoom - 6)),
+    const VXString& message = result.message();
+    if (message.length() > kResultTextRoom) {
+        // A chain too long for the block still tells the host its code and its beginning; a
+        // surrogate pair at the cut goes as a whole, never half of it.
+        uint32_t keep = kResultTextRoom - kCutMarkLength;
+        if (isHighSurrogate(message[keep - 1]))
+            --keep;
+        VXResult shortened(result.code(), u"%s%s", VXString(message.c_str(), static_cast<int32_t>(keep)),
                            kCutMark);
         if (SerializeUtils::writeResult(view, kResultBlockSize, shortened) == nullptr) {
             return VX_ERROR(VXError::eUnexpected, u"Failed writing result");
@@ -62,7 +60,7 @@ VXResult writeResult(const std::shared_ptr<SharedProcessMemory>& shMemResult, co
 }
 
 VXResult serveRequests(const VXRect& captureRect, const std::shared_ptr<SharedObjects>& sharedObjects,
-                       bool unitTestMode) {
+                       bool unitTestMode, ServerPlatform& platform) {
     VX_CHECK_PARAM(!captureRect.isEmpty());
     VX_CHECK_PARAM(sharedObjects);
     VX_CHECK_PARAM(sharedObjects->eventStart);
@@ -77,12 +75,12 @@ VXResult serveRequests(const VXRect& captureRect, const std::shared_ptr<SharedOb
     std::shared_ptr<VXImage> image;
     VX_RETURN_IF_ERROR(VXImageUtils::createImage(VXSize(captureRect.getWidth(), captureRect.getHeight()), 32,
                                                  nullptr, image));
-    auto reader = std::make_unique<MagD3DScreenReader>();
+    clearImage(*image);
+    std::unique_ptr<ScreenReader> reader = platform.makeReader();
     VX_RETURN_IF_ERROR(reader->setup(captureRect, image));
 
     const uint32_t imageBlock = imageBlockSize(captureRect);
     std::vector<uint64_t> handles;
-    std::vector<HWND> windows;
     VXResult waitResult = objects.eventStart->wait(kRequestTimeoutMs);
     while (waitResult.isSuccess()) {
         if (SerializeUtils::readWindowList(static_cast<const uint8_t*>(objects.shMemExclWnds->view),
@@ -94,11 +92,8 @@ VXResult serveRequests(const VXRect& captureRect, const std::shared_ptr<SharedOb
                                      captureCursor) == nullptr) {
             return VX_ERROR(VXError::eUnexpected, u"Failed reading capture cursor flag");
         }
-        windows.clear();
-        for (uint64_t handle : handles)
-            windows.push_back(reinterpret_cast<HWND>(static_cast<uintptr_t>(handle)));
 
-        VXResult request = reader->setExcludedWindows(windows);
+        VXResult request = reader->setExcludedWindows(handles);
         if (request.isSuccess())
             request = reader->setCaptureCursor(captureCursor);
         if (request.isSuccess() && !unitTestMode)
@@ -125,19 +120,11 @@ VXResult serveRequests(const VXRect& captureRect, const std::shared_ptr<SharedOb
     return VX_CHAIN(waitResult);
 }
 
-VXResult run(const Params& params, const std::shared_ptr<SharedObjects>& sharedObjects, bool unitTestMode) {
-    // The binding and MagInitialize first; the interception on its own so that a failure to
-    // install it can still be paired with MagUninitialize.
-    VX_RETURN_IF_ERROR(initMagnification(true));
-    if (!unitTestMode) {
-        const VXResult hooked = HookD3D::installStretchRectHook(HookD3D::eCallOriginalNever);
-        if (hooked.isError()) {
-            uninitMagnification(true);
-            return VX_CHAIN(hooked);
-        }
-    }
-    VXResult served = serveRequests(params.captureRect, sharedObjects, unitTestMode);  // moved out at the end
-    uninitMagnification(unitTestMode);
+VXResult run(const Params& params, const std::shared_ptr<SharedObjects>& sharedObjects, bool unitTestMode,
+             ServerPlatform& platform) {
+    VX_RETURN_IF_ERROR(platform.startCapture(unitTestMode));
+    VXResult served = serveRequests(params.captureRect, sharedObjects, unitTestMode, platform);
+    platform.stopCapture(unitTestMode);
     if (served.isError())
         return VX_CHAIN(served);
     return served;
