@@ -78,12 +78,16 @@ VXResult X11ScreenReader::setup(const VXRect& captureRect, const std::shared_ptr
     VX_CHECK_PARAM(image->getBytesPerPixel() == 4);
     VX_CHECK_PARAM(image->getWidth() == captureRect.getWidth());
     VX_CHECK_PARAM(image->getHeight() == captureRect.getHeight());
+    // A connection that failed half-way stays failed: its state is not to be trusted.
+    VX_RETURN_IF_ERROR(_connectFailure);
     if (_connection.isOpen()) {
         VX_RETURN_IF_ERROR(_connection.checkAlive(VX_SITE));
         if (captureRect == _captureRect && image == _image)
             return VXError::eNoError;
-    } else {
-        VX_RETURN_IF_ERROR(connect_());
+    } else if (const VXResult connected = connect_(); connected.isError()) {
+        if (_connection.isOpen())
+            _connectFailure = connected;
+        return VX_CHAIN(connected);
     }
     takeMemoryBack_();
     VX_RETURN_IF_ERROR(_imageReader.setup(_connection, captureRect.getWidth(), captureRect.getHeight()));

@@ -64,6 +64,7 @@ private:
     void takeMemoryBack_();
 
     std::string _displayName;
+    VXResult _connectFailure;  // of a connection opened but not set up
     X11Connection _connection;
     X11WindowStack _stack;
     X11ChangeWatch _watch;
