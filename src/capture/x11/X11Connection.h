@@ -28,6 +28,8 @@ public:
     bool isOpen() const { return _connection != nullptr; }
     // The connection's broken state as a result: 2000 while it works.
     VXResult checkAlive(const VXSourceLocation& site) const;
+    // The connection was open and the X server has closed it: nothing will work again.
+    bool isLost() const { return _connection != nullptr && xcb_connection_has_error(_connection) != 0; }
 
     xcb_connection_t* get() const { return _connection; }
     xcb_window_t root() const { return _root; }

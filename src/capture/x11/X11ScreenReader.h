@@ -46,6 +46,7 @@ public:
     uint32_t getStabilizationRounds() const override { return _stabilizationRounds; }
     uint32_t getStabilizationTimeMs() const override { return _stabilizationTimeMs; }
     bool isStabilizationTimedOut() const override { return _stabilizationTimedOut; }
+    bool isSourceLost() const override { return _connection.isLost(); }
     // Whether the last readScreen composed the picture (a listed window was in the rectangle)
     // rather than reading the screen.
     bool lastCaptureComposed() const { return _lastComposed; }
