@@ -27,6 +27,19 @@ bool isRectInside(const VXRect& rect, const VXImage& image) {
            rect.getTop() <= rect.getBottom() && rect.getTop() >= 0 && rect.getBottom() <= image.getHeight();
 }
 
+// Whether copying rows top to bottom would overwrite source rows before they are read: the
+// destination starts further along the direction the rows advance in memory (downwards for a
+// top-down image, upwards for a bottom-up one). Images that share no memory never do.
+bool readsAfterWriting(const VXImage& src, const VXRect& from, const VXImage& dst, const VXRect& to,
+                       int32_t height) {
+    if (height < 2)
+        return false;
+    const auto first = reinterpret_cast<uintptr_t>(src.getPixelPtr(from.getLeft(), from.getTop()));
+    const auto second = reinterpret_cast<uintptr_t>(src.getPixelPtr(from.getLeft(), from.getTop() + 1));
+    const auto target = reinterpret_cast<uintptr_t>(dst.getPixelPtr(to.getLeft(), to.getTop()));
+    return second > first ? target > first : target < first;
+}
+
 }  // namespace
 
 VXResult VXImageUtils::createImage(const VXSize& size, int32_t bitDepth,
@@ -119,14 +132,17 @@ VXResult VXImageUtils::copy(const ImagePtr& dst, const VXRect& dstRect, const Im
         return VX_ERROR(VXError::eNullPointer, u"VXImageUtils::copy() bits are NULL");
 
     const size_t rowBytes = static_cast<size_t>(src->getBytesPerPixel()) * static_cast<size_t>(width);
-    for (int32_t i = 0; i < height; ++i) {
+    // The two rects may lie in one image, or in sub-images of one parent: rows are taken in
+    // the order that reads each source row before a destination row covers it.
+    const bool backwards = readsAfterWriting(*src, from, *dst, dstRect, height);
+    for (int32_t k = 0; k < height; ++k) {
+        const int32_t i = backwards ? height - 1 - k : k;
         const uint8_t* from_ = src->getPixelPtr(from.getLeft(), from.getTop() + i);
         uint8_t* to = dst->getPixelPtr(dstRect.getLeft(), dstRect.getTop() + i);
         if (from_ == nullptr || to == nullptr) {
             return VXResult(VXError::eNullPointer, u"NULL pixel ptr[%p][%p] >> %s",
                             static_cast<const void*>(from_), static_cast<const void*>(to), VX_SITE.text());
         }
-        // The two rects may lie in one image.
         std::memmove(to, from_, rowBytes);
     }
     return VXError::eNoError;

@@ -1,6 +1,8 @@
 #include "VXImageUtils.h"
 
+#include <algorithm>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "VXChecks.h"
@@ -22,6 +24,24 @@ bool mapAxis(int32_t srcStart, int32_t srcLength, int32_t dstLength, std::vector
         map[static_cast<size_t>(i)] = srcStart + static_cast<int32_t>(offset);
     }
     return true;
+}
+
+// The bytes from a rect's first to its last row, lowest address first (a bottom-up image's
+// rows run backwards); null without pixels.
+std::pair<uintptr_t, uintptr_t> spanOf(const VXImage& image, const VXRect& rect) {
+    const auto top = reinterpret_cast<uintptr_t>(image.getPixelPtr(rect.getLeft(), rect.getTop()));
+    const auto bottom = reinterpret_cast<uintptr_t>(image.getPixelPtr(rect.getLeft(), rect.getBottom() - 1));
+    const uintptr_t bytes =
+        static_cast<uintptr_t>(image.getBytesPerPixel()) * static_cast<uint32_t>(rect.getWidth());
+    return {std::min(top, bottom), std::max(top, bottom) + bytes};
+}
+
+bool sharesMemory(const VXImage& a, const VXRect& ra, const VXImage& b, const VXRect& rb) {
+    if (a.getBits() == nullptr || b.getBits() == nullptr)
+        return false;
+    const auto [a0, a1] = spanOf(a, ra);
+    const auto [b0, b1] = spanOf(b, rb);
+    return a0 < b1 && b0 < a1;
 }
 
 // One destination row; a pixel size known at compile time makes each copy a single move.
@@ -79,10 +99,19 @@ VXResult VXImageUtils::scale(const ImagePtr& src, const VXRect& srcRect, const I
     }
     VX_CHECK_PARAM(!srcRect.isEmpty());
     VX_CHECK_PARAM(!dstRect.isEmpty());
-    // Rows are written while others are still to be read.
-    VX_CHECK_PARAM(src != dst || srcRect.intersect(dstRect).isEmpty());
     VX_RETURN_IF_ERROR(checkBounds(*src, srcRect));
     VX_RETURN_IF_ERROR(checkBounds(*dst, dstRect));
+    // Rows are written while others are still to be read: a source that shares memory with the
+    // destination (one image, or sub-images of one parent) is read from a copy of its rect.
+    if (sharesMemory(*src, srcRect, *dst, dstRect)) {
+        const VXRect whole(srcRect.getSize());
+        ImagePtr source;
+        VX_RETURN_IF_ERROR(VXImage::create(whole.getWidth(), whole.getHeight(), src->getBitDepth(), source));
+        VX_RETURN_IF_ERROR(source->allocate());
+        VX_RETURN_IF_ERROR(copy(source, whole, src, srcRect));
+        VX_RETURN_IF_ERROR(scale(source, whole, dst, dstRect));
+        return VXError::eNoError;
+    }
 
     std::vector<int32_t> columns;
     std::vector<int32_t> rows;
