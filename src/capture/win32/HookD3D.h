@@ -11,6 +11,8 @@
 #include "IDirect3DDevice9_StretchRect_Listener.h"
 #include "VXResult.h"
 
+class HookWithJMP;
+
 namespace HookD3D {
 
 // When the replacement runs the system's StretchRect. Any other value means never: every call
@@ -43,5 +45,7 @@ IDirect3DDevice9_StretchRect_Listener* stretchRectListener();
 StretchRectFn originalStretchRect();
 // The function the patch jumps to.
 StretchRectFn replacementStretchRect();
+// The patch itself, for tests that make its writes fail. Same thread rules as the rest.
+HookWithJMP& jumpHook();
 
 }  // namespace HookD3D
