@@ -133,13 +133,13 @@ TEST_F(HookD3DTest, APatchThatCannotComeOffIsReportedAndTheOriginalIsNotCalled) 
     const auto replacement = reinterpret_cast<const void*>(HookD3D::replacementStretchRect());
     for (const uint32_t mode : {HookD3D::eCallOriginalBefore, HookD3D::eCallOriginalAfter}) {
         ASSERT_EQ(HookD3D::installStretchRectHook(mode).code(), VXError::eNoError);
+        Recorder recorder;
+        HookD3D::setStretchRectListener(&recorder);
         HookWithJMP& hook = HookD3D::jumpHook();
         void* page = VirtualAlloc(nullptr, 4096, MEM_COMMIT | MEM_RESERVE, PAGE_EXECUTE_READWRITE);
         ASSERT_NE(page, nullptr);
         ASSERT_EQ(hook.prepare(page, replacement).code(), VXError::eNoError);
         VirtualFree(page, 4096, MEM_DECOMMIT);
-        Recorder recorder;
-        HookD3D::setStretchRectListener(&recorder);
         LogCapture log;
         EXPECT_EQ(device->StretchRect(source.get(), nullptr, dest.get(), nullptr, D3DTEXF_NONE), E_FAIL)
             << mode;
@@ -158,6 +158,24 @@ TEST_F(HookD3DTest, APatchThatCannotComeOffIsReportedAndTheOriginalIsNotCalled) 
         EXPECT_EQ(headOf(code), originalHead);
         HookD3D::setStretchRectListener(nullptr);
     }
+}
+
+// What a structured exception unwinding past the re-patch leaves: the original's own bytes. The
+// next capture's listener puts the patch back, so StretchRect is heard again.
+TEST_F(HookD3DTest, ThePatchLeftOffByACallThatNeverCameBackIsPutBackForTheNextListener) {
+    C_ComPtr<IDirect3DDevice9> device;
+    ASSERT_TRUE(HookD3D::createDummyDevice(device.put()).isSuccess());
+    const C_ComPtr<IDirect3DSurface9> source = d3dtest::makeSurface(device.get(), kSize, kSize);
+    const C_ComPtr<IDirect3DSurface9> dest = d3dtest::makeSurface(device.get(), kSize, kSize);
+    ASSERT_TRUE(source && dest);
+    ASSERT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalBefore).code(), VXError::eNoError);
+    ASSERT_EQ(HookD3D::jumpHook().unhook().code(), VXError::eNoError);
+    Recorder recorder;
+    HookD3D::setStretchRectListener(&recorder);
+    EXPECT_EQ(headOf(reinterpret_cast<const void*>(HookD3D::originalStretchRect())),
+              HookWithJMP::makePatch(reinterpret_cast<const void*>(HookD3D::replacementStretchRect())));
+    EXPECT_EQ(device->StretchRect(source.get(), nullptr, dest.get(), nullptr, D3DTEXF_NONE), D3D_OK);
+    EXPECT_EQ(recorder.calls, 1);
 }
 
 TEST(HookWithJMP, RefusesUseBeforePrepareAndCodeItCannotReach) {

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <cstring>
+
 #include "C_ComPtr.h"
 #include "HookWithJMP.h"
 #include "VXChecks.h"
@@ -116,6 +118,13 @@ VXResult removeStretchRectHook() {
 
 void setStretchRectListener(IDirect3DDevice9_StretchRect_Listener* listener) {
     gListener = listener;
+    // A structured exception in the original may unwind past the re-patch without running it
+    // (not every build unwinds C++ frames for one), which would leave every later StretchRect
+    // unheard. Each capture registers its listener first: the patch goes back on then.
+    if (listener != nullptr && gOriginal != nullptr && gHook.target() != nullptr &&
+        std::memcmp(gHook.target(), gHook.patchBytes().data(), HookWithJMP::kPatchSize) != 0) {
+        gHook.hook().logIfError(VX_SITE);
+    }
 }
 
 IDirect3DDevice9_StretchRect_Listener* stretchRectListener() {

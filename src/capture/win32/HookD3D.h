@@ -37,7 +37,8 @@ VXResult createDummyDevice(IDirect3DDevice9** ppDevice);
 
 VXResult installStretchRectHook(uint32_t mode);
 VXResult removeStretchRectHook();
-// Null unregisters. Not owned.
+// Null unregisters. Not owned. Registering puts the patch back if a call of the original left
+// it off.
 void setStretchRectListener(IDirect3DDevice9_StretchRect_Listener* listener);
 IDirect3DDevice9_StretchRect_Listener* stretchRectListener();
 
