@@ -1,21 +1,38 @@
 #include "VistrelHostCommand.h"
 
-#include <random>
-
+#include "HostPlatform.h"
 #include "VXChecks.h"
 #include "VistrelParams.h"
 
 namespace Vistrel {
 
-VXString HostCommand::newGuid() {
-    std::random_device device;
-    std::mt19937_64 generator((static_cast<uint64_t>(device()) << 32) ^ device());
-    const uint64_t high = generator();
-    const uint64_t low = generator();
-    return vxFormat(u"{%08X-%04X-%04X-%04X-%04X%08X}", static_cast<uint32_t>(high >> 32),
+VXResult HostCommand::newGuid(VXString& guid) {
+    uint64_t random[2] = {};
+    VX_RETURN_IF_ERROR(HostPlatform::randomBytes(random, sizeof(random)));
+    const uint64_t high = random[0];
+    const uint64_t low = random[1];
+    guid = vxFormat(u"{%08X-%04X-%04X-%04X-%04X%08X}", static_cast<uint32_t>(high >> 32),
                     static_cast<uint32_t>((high >> 16) & 0xFFFF), static_cast<uint32_t>(high & 0xFFFF),
                     static_cast<uint32_t>(low >> 48), static_cast<uint32_t>((low >> 32) & 0xFFFF),
                     static_cast<uint32_t>(low & 0xFFFFFFFF));
+    return VXError::eNoError;
+}
+
+VXResult HostCommand::checkIdentifier(const VXString& identifier) {
+    bool valid = identifier.length() >= 1 && identifier.length() <= kMaxIdentifierLength;
+    for (uint32_t i = 0; valid && i < identifier.length(); ++i) {
+        const char16_t c = identifier[i];
+        valid = (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
+                c == u'-' || c == u'{' || c == u'}';
+    }
+    if (!valid) {
+        return VX_ERROR(
+            VXError::eBadParameter,
+            u"Identifier \"%s\" refused: an identifier is 1 to %u characters, each an ASCII letter, "
+            u"a digit, '-', '{' or '}'",
+            identifier, kMaxIdentifierLength);
+    }
+    return VXError::eNoError;
 }
 
 VXResult HostCommand::build(const VXString& serverPath, const VXRect& captureRect, const VXString& guid,

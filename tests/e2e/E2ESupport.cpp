@@ -10,6 +10,7 @@
 #include <string>
 
 #include "VistrelExchange.h"
+#include "VistrelHostCommand.h"
 #include "support/win32/SolidWindow.h"
 
 namespace e2e {
@@ -122,19 +123,27 @@ VistrelStartOptions cStartOptions(const VXString& server, int32_t right, int32_t
 }
 
 void markBlocks(const Vistrel::Host& host) {
-    const Vistrel::SharedObjects& objects = *host.sharedObjects();
-    std::memset(objects.shMemImage->view, kImageMark, Vistrel::imageBlockSize(host.params().captureRect));
-    std::memset(objects.shMemWaitResult->view, kWaitMark, Vistrel::kWaitResultBlockSize);
+    std::memset(host.view(Vistrel::ServerInstance::Block::eImage), kImageMark,
+                Vistrel::imageBlockSize(host.params().captureRect));
+    std::memset(host.view(Vistrel::ServerInstance::Block::eWaitResult), kWaitMark,
+                Vistrel::kWaitResultBlockSize);
 }
 
 void expectBlocksMarked(const Vistrel::Host& host) {
     // How many bytes kept their mark, not the bytes themselves: the image block is megabytes.
-    const uint8_t* image = host.sharedObjects()->shMemImage->view;
-    const uint8_t* wait = host.sharedObjects()->shMemWaitResult->view;
+    const uint8_t* image = host.view(Vistrel::ServerInstance::Block::eImage);
+    const uint8_t* wait = host.view(Vistrel::ServerInstance::Block::eWaitResult);
     const ptrdiff_t imageBytes = Vistrel::imageBlockSize(host.params().captureRect);
     const ptrdiff_t waitBytes = Vistrel::kWaitResultBlockSize;
     EXPECT_EQ(std::count(image, image + imageBytes, kImageMark), imageBytes) << "the image block was written";
     EXPECT_EQ(std::count(wait, wait + waitBytes, kWaitMark), waitBytes) << "the wait block was written";
+}
+
+VXString freshGuid() {
+    VXString guid;
+    const VXResult made = Vistrel::HostCommand::newGuid(guid);
+    EXPECT_TRUE(made.isSuccess()) << made.message().toUtf8();
+    return guid;
 }
 
 uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final, uint32_t timeoutMs) {

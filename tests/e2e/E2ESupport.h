@@ -36,6 +36,9 @@ void expectBlocksMarked(const Vistrel::Host& host);
 constexpr uint8_t kImageMark = 0x5A;
 constexpr uint8_t kWaitMark = 0x6B;
 
+// A fresh identifier from the host's generator.
+VXString freshGuid();
+
 // Waits for the server to end; its exit code, and its final result in `final`.
 uint32_t exitOf(Vistrel::Host& host, Vistrel::ResultRecord& final, uint32_t timeoutMs = 30000);
 

@@ -72,7 +72,7 @@ TEST(FrameRegion, CoversExactlyTheTilesThatChangedAndZeroCopyFramesMatchCopiedOn
         host->setFrameMode(mode);
         ASSERT_NO_FATAL_FAILURE(captureOk(capture));
         EXPECT_EQ(capture.image->getBits(),
-                  host->sharedObjects()->shMemImage->view + SerializeUtils::kImageHeaderSize);
+                  host->view(Vistrel::ServerInstance::Block::eImage) + SerializeUtils::kImageHeaderSize);
         EXPECT_EQ(capture.image->getBytesPerLine(), w * 4);
         EXPECT_EQ(pixelsOf(*capture.image), copied);
         EXPECT_EQ(capture.updatedRegion, whole);  // nothing to compare with yet

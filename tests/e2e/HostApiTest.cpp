@@ -9,8 +9,6 @@
 #include <vector>
 
 #include "E2ESupport.h"
-#include "SerializeUtils.h"
-#include "SharedProcessMemory.h"
 #include "VistrelExchange.h"
 #include "support/ResultText.h"
 #include "vistrel_host.h"
@@ -30,27 +28,17 @@ bool isCleared(const VistrelFrame& frame) {
     return std::memcmp(&frame, &cleared, sizeof(frame)) == 0;
 }
 
-TEST(HostCApi, OnAReusedIdentifierCaptureRefuseBadRequestsChangeFrameModesAndSeeTheServerKilled) {
+TEST(HostCApi, OnAGivenIdentifierCaptureRefuseBadRequestsChangeFrameModesAndSeeTheServerKilled) {
     EXPECT_STREQ(vistrel_host_version(), "1.0.0");
-    // The identifier is reused: what an earlier exchange may leave, a set completion event and a
-    // result in the block, must not be taken for the first answer.
-    const VXString id = vxFormat(u"VistrelReuse%u", static_cast<uint32_t>(GetCurrentProcessId()));
-    HANDLE completed = CreateEventW(nullptr, FALSE, TRUE, (VXString(u"Completed_") + id).wstr());
-    std::shared_ptr<SharedProcessMemory> stale;
-    ASSERT_TRUE(
-        SharedProcessMemory::create((VXString(u"FMO_Result_") + id).c_str(), Vistrel::kResultBlockSize, stale)
-            .isSuccess());
-    ASSERT_NE(
-        SerializeUtils::writeResult(stale->view, Vistrel::kResultBlockSize, VXResult(VXError::eBadState)),
-        nullptr);
+    const VXString id = vxFormat(u"VistrelGiven%u", static_cast<uint32_t>(GetCurrentProcessId()));
     const VXString server = e2e::stageServer();
     VistrelStartOptions options = e2e::cStartOptions(server, 40, 30, true);
     options.identifier = id.wstr();
     VistrelHost* host = nullptr;
     ASSERT_EQ(vistrel_host_start(&options, &host), VISTREL_OK) << text(vistrel_host_last_error(host));
+    EXPECT_EQ(text(vistrel_host_identifier(host)), text(id));
     VistrelFrame frame = emptyFrame();
     ASSERT_EQ(vistrel_host_capture(host, nullptr, 0, 0, kAnswerTimeoutMs, &frame), VISTREL_OK);
-    CloseHandle(completed);
     EXPECT_EQ(frame.code, 2000) << text(frame.text);
     EXPECT_EQ(frame.width, 40);
     EXPECT_EQ(frame.height, 30);

@@ -75,12 +75,12 @@ TEST(ServerExchange, UnitTestModeAnswersWithTheFullRectangleAndLeavesEachObjectT
     EXPECT_EQ(capture.result.code, 2000);
     ASSERT_TRUE(capture.image);
     // 600 x 400 at 32 bits, and nothing past the record.
-    const uint8_t* record = host->sharedObjects()->shMemImage->view;
+    const uint8_t* record = host->view(Vistrel::ServerInstance::Block::eImage);
     EXPECT_EQ(std::vector<uint8_t>(record, record + 13),
               (std::vector<uint8_t>{1, 0x58, 0x02, 0, 0, 0x90, 0x01, 0, 0, 32, 0, 0, 0}));
     EXPECT_EQ(record[13 + 600 * 400 * 4], e2e::kImageMark);
     // No capture in this mode: the wait record is written, all zero, and nothing after it.
-    const uint8_t* wait = host->sharedObjects()->shMemWaitResult->view;
+    const uint8_t* wait = host->view(Vistrel::ServerInstance::Block::eWaitResult);
     EXPECT_EQ(std::vector<uint8_t>(wait, wait + 10),
               (std::vector<uint8_t>{0, 0, 0, 0, 0, 0, 0, 0, 0, e2e::kWaitMark}));
 
@@ -163,7 +163,8 @@ TEST(ServerExchange, TheWaitRecordHoldsRoundsThenMillisecondsAndALateRefusalIsNo
     for (int request = 0; request < 2; ++request) {
         ASSERT_TRUE(host->capture({}, false, capture, kAnswerTimeoutMs).isSuccess());
         EXPECT_EQ(capture.result.code, 2000) << text(capture.result.text);
-        EXPECT_EQ(host->sharedObjects()->shMemImage->view[0], 1) << "the image record is written again";
+        EXPECT_EQ(host->view(Vistrel::ServerInstance::Block::eImage)[0], 1)
+            << "the image record is written again";
     }
 }
 

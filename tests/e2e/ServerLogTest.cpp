@@ -15,6 +15,7 @@
 #include "VXDumpText.h"
 #include "VistrelHostCommand.h"
 #include "support/ResultText.h"
+#include "support/win32/DebugOutputReader.h"
 #include "vistrel_host.h"
 
 namespace {
@@ -57,7 +58,7 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
         delivered.emplace_back(std::string(line), fromHost);
     };
 
-    const VXString id = VXString(u"e2e-log-") + Vistrel::HostCommand::newGuid();
+    const VXString id = VXString(u"e2e-log-") + e2e::freshGuid();
     std::atomic<uint64_t> noise{0};
     uint32_t processId = 0;
     {
@@ -79,8 +80,8 @@ TEST(ServerLog, HoldsExactlyTheServersMessagesAndTheHostsMarkedLines) {
         // A window count past the block ends the loop; the server then shuts down and logs
         // the failed MagUninitialize.
         const uint64_t count = 5000;
-        std::memcpy(host->sharedObjects()->shMemExclWnds->view, &count, sizeof count);
-        ASSERT_TRUE(host->sharedObjects()->eventStart->set().isSuccess());
+        std::memcpy(host->view(Vistrel::ServerInstance::Block::eExclWnds), &count, sizeof count);
+        ASSERT_TRUE(host->signalStart().isSuccess());
         Vistrel::ResultRecord final;
         EXPECT_EQ(e2e::exitOf(*host, final), 10u);
     }
@@ -156,49 +157,87 @@ TEST(ServerLog, ACrashOnTheCapturePathLeavesItsLinesAndADumpBesideTheLog) {
     EXPECT_TRUE(dump == std::string(decoded.begin(), decoded.end())) << "the dump file is the log's block";
 }
 
-void collectLine(void* context, const char* line, int32_t fromHost) {
-    static_cast<std::vector<std::pair<std::string, bool>>*>(context)->emplace_back(line, fromHost != 0);
+// A server that logs one error line as it ends: the loop refuses a window count past the block,
+// and the stand-in's MagUninitialize then fails.
+void endWithALoggedError(Vistrel::Host& host) {
+    const uint64_t count = 5000;
+    std::memcpy(host.view(Vistrel::ServerInstance::Block::eExclWnds), &count, sizeof count);
+    ASSERT_TRUE(host.signalStart().isSuccess());
+    Vistrel::ResultRecord final;
+    EXPECT_EQ(e2e::exitOf(host, final), 10u);
 }
 
-// The second host comes through the C interface, as a host in another language would.
-TEST(ServerLog, ASecondCollectorIsToldTheBufferIsTakenAndBothHostsCapture) {
+TEST(ServerLog, TwoHostsEachGetTheirOwnServersLinesAndTheSessionsDebugOutputStaysFree) {
+    e2e::ScopedEnvironment failUninitialize(L"VXMAG_FAIL_UNINITIALIZE", L"5");
     const VXString server = e2e::stageServer();
     const VXRect rect(0, 0, 32, 32);
-    auto first = e2e::startHost(rect, true, freshLog(server, u"first.log"));
+    const VXString firstLog = freshLog(server, u"first.log");
+    auto first = e2e::startHost(rect, true, firstLog);
     ASSERT_TRUE(first);
-    EXPECT_TRUE(first->logResult().isSuccess()) << text(first->logResult());
+
+    // A debug-output viewer started during the share finds the buffer free and receives the
+    // lines another program writes there (the first host's server, which writes both).
+    std::mutex lock;
+    std::string viewed;
+    std::unique_ptr<Vistrel::DebugOutputReader> viewer;
+    ASSERT_TRUE(Vistrel::DebugOutputReader::open(
+                    [&](std::string&& message) {
+                        std::lock_guard<std::mutex> guard(lock);
+                        viewed += message;
+                    },
+                    viewer)
+                    .isSuccess());
+    HANDLE firstProcess = OpenProcess(SYNCHRONIZE, FALSE, first->processId());
+    ASSERT_NE(firstProcess, nullptr);
+    viewer->watch(first->processId(), firstProcess);
 
     std::vector<std::pair<std::string, bool>> secondLines;
-    VistrelHost* second = nullptr;
-    VistrelStartOptions start = e2e::cStartOptions(server, 32, 32, true);
-    start.logCallback = collectLine;
-    start.logContext = &secondLines;
-    ASSERT_EQ(vistrel_host_start(&start, &second), 2000) << vistrel_host_last_error(second);
-    const wchar_t* reason = nullptr;
-    EXPECT_EQ(vistrel_host_log_result(second, &reason), 2029);
-    const std::string why = text(reason);
-    EXPECT_THAT(why, StartsWith("The debug output buffer is held by another reader"));
-
+    Vistrel::ServerLogOptions log;
+    log.callback = [&](std::string_view line, bool fromHost) {
+        std::lock_guard<std::mutex> guard(lock);
+        secondLines.emplace_back(std::string(line), fromHost);
+    };
+    std::unique_ptr<Vistrel::Host> second;
+    ASSERT_TRUE(Vistrel::Host::startWithOptions(
+                    server, vxFormat(u"\"/cr 0,0,32,32\" \"/g %s\" \"/ut\"", e2e::freshGuid()), second, log)
+                    .isSuccess());
+    const uint32_t firstServer = first->processId();
+    const uint32_t secondServer = second->processId();
     Vistrel::Capture capture;
     ASSERT_TRUE(first->capture({}, false, capture).isSuccess());
-    EXPECT_EQ(capture.result.code, 2000);
-    VistrelFrame frame{};
-    frame.size = sizeof(frame);
-    EXPECT_EQ(vistrel_host_capture(second, nullptr, 0, 0, 30000, &frame), 2000);
-    vistrel_host_close(second);
-    // Only the host's own lines: the reason first, the end last.
-    ASSERT_EQ(secondLines.size(), 3u);
-    EXPECT_THAT(secondLines[0].first, HasSubstr("[host] " + why));
-    EXPECT_THAT(secondLines[2].first,
-                HasSubstr("[host] Server ended with exit code 57005, terminated by the host"));
-    for (const auto& line : secondLines)
-        EXPECT_TRUE(line.second) << line.first;
-
-    // The first gives the buffer back when it is done: a later host collects again.
+    ASSERT_TRUE(second->capture({}, false, capture).isSuccess());
+    endWithALoggedError(*first);
+    endWithALoggedError(*second);
+    second.reset();
     first.reset();
-    auto third = e2e::startHost(rect, true, freshLog(server, u"third.log"));
-    ASSERT_TRUE(third);
-    EXPECT_TRUE(third->logResult().isSuccess()) << text(third->logResult());
+    viewer->waitUntilStopped(5000);  // it stops once the watched server has ended
+    viewer.reset();
+    CloseHandle(firstProcess);
+
+    // Each log holds its own server's one error line: the server's identifier is in the host's
+    // start line, and one more such line would be the other server's.
+    auto count = [](const std::string& text, const std::string& what) {
+        size_t n = 0;
+        for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+            ++n;
+        return n;
+    };
+    const std::string errorLine = "Method \"MagUninitialize\" returned Win32 error [5]";
+    const std::string firstFile = readAll(firstLog);
+    EXPECT_EQ(count(firstFile, errorLine), 1u) << firstFile;
+    EXPECT_THAT(firstFile, HasSubstr("process id " + std::to_string(firstServer) + ";"));
+    std::lock_guard<std::mutex> guard(lock);
+    std::string secondFile;
+    size_t serverLines = 0;
+    for (const auto& [line, fromHost] : secondLines) {
+        EXPECT_EQ(isHostLine(line), fromHost) << line;
+        secondFile += line + "\n";
+        serverLines += fromHost ? 0 : 1;
+    }
+    EXPECT_EQ(serverLines, 1u) << secondFile;
+    EXPECT_EQ(count(secondFile, errorLine), 1u) << secondFile;
+    EXPECT_THAT(secondFile, HasSubstr("process id " + std::to_string(secondServer) + ";"));
+    EXPECT_THAT(viewed, HasSubstr(errorLine));
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ TEST(ServerStartup, NoArgumentsExits12AndATooSmallImageBlockExits13) {
     const VXString server = e2e::stageServer();
     EXPECT_EQ(e2e::runProcess(server, vxFormat(u"\"%s\"", server), kExitTimeoutMs), 12u);
 
-    const VXString guid = Vistrel::HostCommand::newGuid();
+    const VXString guid = e2e::freshGuid();
     const VXString name = VXString(Vistrel::kImagePrefix) + guid;
     HANDLE small = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, name.wstr());
     ASSERT_NE(small, nullptr);
@@ -35,7 +35,7 @@ TEST(ServerStartup, NoArgumentsExits12AndATooSmallImageBlockExits13) {
 
 TEST(ServerStartup, AStartEventWithoutAHandleEndsTheLoopAtOnceWithExit10) {
     // A mutex holding the event's name: the server's event gets no handle.
-    const VXString guid = Vistrel::HostCommand::newGuid();
+    const VXString guid = e2e::freshGuid();
     HANDLE squatter = CreateMutexW(nullptr, FALSE, (VXString(Vistrel::kEventStartPrefix) + guid).wstr());
     ASSERT_NE(squatter, nullptr);
     std::shared_ptr<SharedProcessMemory> result;
@@ -54,8 +54,7 @@ TEST(ServerStartup, AStartEventWithoutAHandleEndsTheLoopAtOnceWithExit10) {
 TEST(ServerStartup, EmptyRectangleIsRefusedInTheResultBlockWithExit10) {
     std::unique_ptr<Vistrel::Host> host;
     const VXResult r = Vistrel::Host::startWithOptions(
-        e2e::stageServer(),
-        vxFormat(u"\"/cr 10,10,5,5\" \"/g e2e-empty-%s\"", Vistrel::HostCommand::newGuid()), host);
+        e2e::stageServer(), vxFormat(u"\"/cr 10,10,5,5\" \"/g e2e-empty-%s\"", e2e::freshGuid()), host);
     ASSERT_TRUE(r.isSuccess()) << text(r);
     Vistrel::ResultRecord final;
     EXPECT_EQ(e2e::exitOf(*host, final), 10u);

@@ -24,7 +24,9 @@ TEST(HostCommand, ProgramIsQuotedBeforeTheOptionsAndWhatWouldBreakTheLineIsRefus
 TEST(HostCommand, FreshIdentifiersDifferAndHaveTheGuidShape) {
     std::set<std::string> seen;
     for (int i = 0; i < 100; ++i) {
-        const std::string g = Vistrel::HostCommand::newGuid().toUtf8();
+        VXString guid;
+        ASSERT_TRUE(Vistrel::HostCommand::newGuid(guid).isSuccess());
+        const std::string g = guid.toUtf8();
         EXPECT_TRUE(g.size() == 38 && g.front() == '{' && g[9] == '-' && g[24] == '-' && g.back() == '}' &&
                     g.find_first_not_of("{}-0123456789ABCDEF") == std::string::npos)
             << g;

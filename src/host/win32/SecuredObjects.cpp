@@ -82,6 +82,29 @@ private:
     SECURITY_ATTRIBUTES _attributes{};
 };
 
+// A name that exists answers with its handle and ERROR_ALREADY_EXISTS, or, held by an object of
+// another kind or one whose security shuts us out, with no handle: either way it is someone
+// else's, and nothing of ours may go into it.
+VXResult refuseExisting(HANDLE h, const Params& params, const VXString& name, const char16_t* call) {
+    const DWORD error = GetLastError();
+    if (h != nullptr && error == ERROR_ALREADY_EXISTS) {
+        CloseHandle(h);
+        return VX_ERROR(VXError::eExists, u"Identifier \"%s\" is in use: \"%s\" exists already", params.guid,
+                        name);
+    }
+    if (h == nullptr && (error == ERROR_INVALID_HANDLE || error == ERROR_ACCESS_DENIED)) {
+        const VXResult cause = VX_WIN32_ERROR_CODE(call, error);
+        return VX_RECODE(cause, VXError::eExists, u"Identifier \"%s\" is in use: \"%s\" exists already",
+                         params.guid, name);
+    }
+    if (h == nullptr) {
+        VXResult r = VX_WIN32_ERROR_CODE(call, error);
+        r.addContext(u"Object name: \"%s\"", name);
+        return r;
+    }
+    return VXError::eNoError;
+}
+
 }  // namespace
 
 SecuredObjects::~SecuredObjects() {
@@ -99,12 +122,7 @@ VXResult SecuredObjects::create(const Params& params, std::unique_ptr<SecuredObj
     // Auto-reset and not signalled, as the server would make them.
     for (const VXString* name : {&params.eventStartName, &params.eventCompletedName}) {
         HANDLE h = CreateEventW(events.attributes(), FALSE, FALSE, name->wstr());
-        if (h == nullptr) {
-            VXResult r = VX_WIN32_ERROR(u"CreateEvent");
-            r.addContext(u"Event name: \"%s\"", *name);
-            return r;
-        }
-        made->_joined += GetLastError() == ERROR_ALREADY_EXISTS ? 1 : 0;
+        VX_RETURN_IF_ERROR(refuseExisting(h, params, *name, u"CreateEvent"));
         made->_handles.push_back(h);
     }
     const struct {
@@ -118,12 +136,7 @@ VXResult SecuredObjects::create(const Params& params, std::unique_ptr<SecuredObj
     for (const auto& block : blocks) {
         HANDLE h = CreateFileMappingW(INVALID_HANDLE_VALUE, sections.attributes(), PAGE_READWRITE, 0,
                                       block.size, block.name.wstr());
-        if (h == nullptr) {
-            VXResult r = VX_WIN32_ERROR(u"CreateFileMapping");
-            r.addContext(u"Block name: \"%s\"", block.name);
-            return r;
-        }
-        made->_joined += GetLastError() == ERROR_ALREADY_EXISTS ? 1 : 0;
+        VX_RETURN_IF_ERROR(refuseExisting(h, params, block.name, u"CreateFileMapping"));
         made->_handles.push_back(h);
     }
     objects = std::move(made);

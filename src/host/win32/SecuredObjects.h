@@ -21,17 +21,15 @@ public:
     SecuredObjects(const SecuredObjects&) = delete;
     SecuredObjects& operator=(const SecuredObjects&) = delete;
 
-    // An object that exists already under its name is joined as it is, with its own security
-    // (joined() then says so); every other failure ends creation.
+    // All seven or none. An object that exists already under its name (whoever made it, with
+    // whatever security, of whatever kind) is never joined: 2009 (eExists), "Identifier ... is
+    // in use"; every other failure ends creation with the system's error.
     static VXResult create(const Params& params, std::unique_ptr<SecuredObjects>& objects);
-
-    uint32_t joined() const { return _joined; }
 
 private:
     SecuredObjects() = default;
 
     std::vector<HANDLE> _handles;
-    uint32_t _joined = 0;
 };
 
 }  // namespace Vistrel

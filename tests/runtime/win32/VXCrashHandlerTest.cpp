@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "DebugOutputReader.h"
+#include "support/win32/DebugOutputReader.h"
 #include "VXDumpFile.h"
 #include "VXDumpText.h"
 #include "support/LogCapture.h"

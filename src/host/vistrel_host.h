@@ -15,15 +15,27 @@
  *  - Pointers the caller passes (options, window lists, frames) are read or written during the
  *    call only; the library keeps none of them.
  *
- * Threads. Calls on one host must not overlap: use a host from one thread at a time (any
- * thread; the library has no thread affinity). Different hosts are independent. A capture
- * blocks the calling thread until the answer, the time-out or the server's end.
+ * Threads. Calls on one host must not overlap (use a host from one thread at a time, any thread;
+ * the library has no thread affinity), with three exceptions that any thread may make at any
+ * time: vistrel_host_cancel, vistrel_host_close (which first cancels the capture in progress and
+ * waits until it has returned) and vistrel_host_version. Different hosts are independent. A
+ * capture blocks the calling thread until the answer, the time-out, a cancel or the server's end,
+ * and never longer than its time-out in total.
+ *
+ * The log callback runs on the host's own log thread, never the caller's, and never holds the
+ * host up: lines wait in a bounded queue, and vistrel_host_close returns within
+ * VISTREL_CLOSE_BOUND_MS whatever a callback does (lines not delivered by then are counted, and
+ * the log file's last line says how many). A callback may call vistrel_host_cancel; a callback
+ * that calls vistrel_host_close on its own host is refused (VISTREL_BUSY) and the host stays open.
  *
  * The server's lifetime. The server ends by itself after 60 s without a request (it then
- * writes a time-out result, code 2024, and exits with code 10). The next capture returns
- * VISTREL_SERVER_ENDED; vistrel_host_wait_exit gives the exit code and that final result. To
- * go on, close the host and start a new one: a server is never restarted in place. A host
- * that captures less often than once a minute should expect this and restart on demand.
+ * writes a time-out result, code 2024, and exits with code 10), and it ends with the host's
+ * process, however that ends. Without automatic restart the next capture returns
+ * VISTREL_SERVER_ENDED; vistrel_host_wait_exit gives the exit code and that final result. With
+ * autoRestart set, a capture that finds the server ended starts a new one first (same rectangle,
+ * fresh identifier, new objects): always after the idle end, after any other end at most
+ * maxCrashRestartsPerMinute times within a minute (then the capture returns
+ * VISTREL_SERVER_ENDED). A server that ends during a capture is reported by that capture.
  *
  * Extending. VistrelStartOptions and VistrelFrame begin with a size member that the caller
  * sets to sizeof the structure it was compiled with; later versions only append members, read
@@ -40,6 +52,8 @@
 #else
 #define VISTREL_HOST_API __declspec(dllimport)
 #endif
+#elif defined(VISTREL_HOST_BUILDING) && defined(__GNUC__)
+#define VISTREL_HOST_API __attribute__((visibility("default")))
 #else
 #define VISTREL_HOST_API
 #endif
@@ -52,10 +66,15 @@ extern "C" {
 #define VISTREL_OK 2000                    /* done; for a capture: an answer is in the frame */
 #define VISTREL_BAD_PARAMETER 2005         /* a null or out-of-range argument; nothing was sent */
 #define VISTREL_NOT_STARTED 2007           /* the host's server never started */
-#define VISTREL_NOT_FOUND 2008             /* Vistrel.exe not found */
+#define VISTREL_NOT_FOUND 2008             /* the server (Vistrel.exe) not found, nothing else */
+#define VISTREL_IDENTIFIER_IN_USE 2009     /* objects of the identifier exist: never joined */
+#define VISTREL_LOG_NOT_OPENED 2010        /* the log file cannot be opened */
+#define VISTREL_BUSY 2012                  /* vistrel_host_close from the host's own log callback */
+#define VISTREL_CANCELED 2028              /* vistrel_host_cancel or vistrel_host_close ended it */
 #define VISTREL_TIMEOUT 2024               /* no answer (or no exit) in time; the server still runs */
 #define VISTREL_SERVER_ENDED 3001          /* the server has ended: see vistrel_host_wait_exit */
 #define VISTREL_MAX_EXCLUDED_WINDOWS 1023u /* the longest window list one request carries */
+#define VISTREL_CLOSE_BOUND_MS 7000u       /* the longest vistrel_host_close takes */
 
 typedef struct VistrelHost VistrelHost;
 
@@ -79,15 +98,24 @@ typedef struct VistrelStartOptions {
     int32_t top;               /* bottom exclusive */
     int32_t right;
     int32_t bottom;
-    const wchar_t* identifier; /* the named objects' identifier; null: a fresh one (advised) */
-    int32_t unitTestMode;      /* nonzero: the server answers without capturing (testing) */
-    /* Since 1.0.0, optional: collect the server's debug output for as long as it runs. Lines
-     * are appended to logPath (UTF-8; crash dumps beside it as <logPath>.1.dmp, ...) and/or
-     * given to logCallback with logContext. Both null: no log. That another reader holds the
-     * debug output does not fail the start: see vistrel_host_log_result. */
+    /* The named objects' identifier; null: a fresh one from the system's cryptographic generator
+     * (advised). A given one is 1 to 64 ASCII letters, digits, '-', '{' and '}' (else
+     * VISTREL_BAD_PARAMETER); when any of its objects exists the start fails with
+     * VISTREL_IDENTIFIER_IN_USE and nothing is written to them. */
+    const wchar_t* identifier;
+    int32_t unitTestMode; /* nonzero: the server answers without capturing (testing) */
+    /* Since 1.0.0, optional: collect the server's log (its standard error, through a pipe of
+     * this host's own) for as long as it runs. Lines are appended to logPath (UTF-8; crash dumps
+     * beside it as <logPath>.1.dmp, ...) and/or given to logCallback with logContext. Both null:
+     * no log. A log file that cannot be opened fails the start with VISTREL_LOG_NOT_OPENED. */
     const wchar_t* logPath;
     VistrelLogCallback logCallback;
     void* logContext;
+    /* Since 1.1.0, optional: nonzero starts a new server when a capture finds the old one
+     * ended (see "The server's lifetime"); crash restarts at most maxCrashRestartsPerMinute
+     * times within any minute (0: never after a crash). Default: off, 3. */
+    int32_t autoRestart;
+    uint32_t maxCrashRestartsPerMinute;
 } VistrelStartOptions;
 
 typedef struct VistrelFrame {
@@ -131,20 +159,26 @@ typedef struct VistrelMonitor {
     wchar_t deviceName[32];
 } VistrelMonitor;
 
-/* "1.0.0": the version of the library (and of the server it was built with). */
+/* The text of every wchar_t in this interface is UTF-16 on Windows and UTF-32 on Linux (each
+ * platform's wchar_t), so that a host's source, with its L"" literals and %ls formats, is the
+ * same on both. */
+
+/* The version of the library and of the server it was built with, such as "1.1.0". */
 VISTREL_HOST_API const char* vistrel_host_version(void);
 
 /* Creates the named objects (readable and writable by the current user and SYSTEM only, at the
- * caller's integrity level) and starts the server. *host is set whenever host is not null. */
+ * caller's integrity level; never objects that exist) and starts the server, tied to the calling
+ * process. *host is set whenever host is not null. */
 VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions* options, VistrelHost** host);
 
 /* One request: leave out windowCount windows (HWNDs widened to 64 bits; at most
  * VISTREL_MAX_EXCLUDED_WINDOWS, checked before the list is read), draw the cursor or not, wait
- * up to timeoutMs for the answer. Returns VISTREL_OK when an answer came (then frame->code is
- * the server's answer, which may itself be a failure), otherwise why the exchange failed:
- * VISTREL_BAD_PARAMETER, VISTREL_NOT_STARTED, VISTREL_TIMEOUT, VISTREL_SERVER_ENDED or a system
- * error. On any failure every member of the frame after size is cleared. A frame whose size is
- * smaller than the first version's is refused with VISTREL_BAD_PARAMETER and left untouched. */
+ * up to timeoutMs for the answer, in total (the wait for an earlier request's late answer counts
+ * in it). Returns VISTREL_OK when an answer came (then frame->code is the server's answer, which
+ * may itself be a failure), otherwise why the exchange failed: VISTREL_BAD_PARAMETER,
+ * VISTREL_NOT_STARTED, VISTREL_TIMEOUT, VISTREL_CANCELED, VISTREL_SERVER_ENDED or a system error. On any
+ * failure every member of the frame after size is cleared. A frame whose size is smaller than the first
+ * version's is refused with VISTREL_BAD_PARAMETER and left untouched. */
 VISTREL_HOST_API int32_t vistrel_host_capture(VistrelHost* host, const uint64_t* windows,
                                               uint32_t windowCount, int32_t captureCursor, uint32_t timeoutMs,
                                               VistrelFrame* frame);
@@ -160,11 +194,29 @@ VISTREL_HOST_API int32_t vistrel_host_wait_exit(VistrelHost* host, uint32_t time
 VISTREL_HOST_API const wchar_t* vistrel_host_last_error(const VistrelHost* host);
 /* The text of the last answer: a capture's, or the final result after vistrel_host_wait_exit. */
 VISTREL_HOST_API const wchar_t* vistrel_host_last_text(const VistrelHost* host);
-/* Ends a server still running and frees the host; null is allowed. */
-VISTREL_HOST_API void vistrel_host_close(VistrelHost* host);
+/* Any thread. Cancels a capture in progress (it returns VISTREL_CANCELED), waits until every
+ * call on the host has returned, ends a server still running and frees the host, all within
+ * VISTREL_CLOSE_BOUND_MS plus the cancelled call's return. VISTREL_OK; null is allowed.
+ * From the host's own log callback: VISTREL_BUSY, and nothing is closed. (1.0 declared no
+ * return value; the calling convention is unchanged.) */
+VISTREL_HOST_API int32_t vistrel_host_close(VistrelHost* host);
 
-/* 2000 while the log is collected (or none was asked for); 2029 when another reader holds the
- * debug output, with the reason in *text (valid until the host is closed; may be null). */
+/* Since 1.1.0. Any thread, any time: a capture in progress on the host returns VISTREL_CANCELED
+ * promptly; with none in progress nothing happens. VISTREL_OK, or VISTREL_BAD_PARAMETER. */
+VISTREL_HOST_API int32_t vistrel_host_cancel(VistrelHost* host);
+/* Since 1.1.0. Captures this rectangle (physical pixels, right and bottom exclusive) from the
+ * next capture on, which starts a new server for it (a server's rectangle is fixed). */
+VISTREL_HOST_API int32_t vistrel_host_set_rect(VistrelHost* host, const VistrelRect* rect);
+/* Since 1.1.0. How many servers the host started after its first (restarts and new rectangles). */
+VISTREL_HOST_API int32_t vistrel_host_restart_count(VistrelHost* host, uint32_t* count);
+/* Since 1.1.0. The current server's process id. */
+VISTREL_HOST_API int32_t vistrel_host_server_process_id(VistrelHost* host, uint32_t* processId);
+/* Since 1.1.0. The current server's identifier; "" without a server. Valid as the texts above. */
+VISTREL_HOST_API const wchar_t* vistrel_host_identifier(VistrelHost* host);
+
+/* 2000: the log, when one was asked for, is collected through the host's own pipe. (In 1.0 it
+ * could be 2029, when another program held the session's debug output; that cannot happen any
+ * more.) *text receives "" (may be null). */
 VISTREL_HOST_API int32_t vistrel_host_log_result(VistrelHost* host, const wchar_t** text);
 /* The path of the last crash dump written beside the log, or "" when there is none. */
 VISTREL_HOST_API const wchar_t* vistrel_host_last_dump(VistrelHost* host);

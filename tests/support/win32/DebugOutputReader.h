@@ -1,7 +1,7 @@
-// The reader side of the system's debug output buffer: the documented protocol every
-// debug-output viewer uses. A writer (OutputDebugString in any process of the session) waits
-// for "DBWIN_BUFFER_READY", puts its process id and its text (ANSI) into the 4096-byte
-// mapping "DBWIN_BUFFER" and sets "DBWIN_DATA_READY".
+// For tests only (the host reads its server's log from its own pipe): the reader side of the
+// system's debug output buffer, the documented protocol every debug-output viewer uses. A writer
+// (OutputDebugString in any process of the session) waits for "DBWIN_BUFFER_READY", puts its process id and
+// its text (ANSI) into the 4096-byte mapping "DBWIN_BUFFER" and sets "DBWIN_DATA_READY".
 //
 // Only one reader can exist in a session: when the objects already exist someone else reads,
 // and opening fails with 2029 rather than taking the buffer from them. Each writer waits for
