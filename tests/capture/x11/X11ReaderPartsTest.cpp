@@ -4,6 +4,7 @@
 
 #include "X11CursorPainter.h"
 #include "X11Errors.h"
+#include "X11ScreenReader.h"
 
 using ::testing::StartsWith;
 
@@ -45,4 +46,39 @@ TEST(X11Errors, NameTheRequestAndTheError) {
     EXPECT_EQ(result.code(), 2010);
     EXPECT_THAT(result.message().toUtf8(),
                 StartsWith("Connection to the X server lost: socket, pipe or stream error [1]"));
+}
+
+TEST(X11ScreenReader, SetupChecksItsParametersBeforeAnyConnection) {
+    // A display that cannot exist: every case must fail before the reader tries it.
+    X11ScreenReader reader(":9999");
+    std::shared_ptr<VXImage> image;
+    ASSERT_EQ(VXImage::create(8, 4, 32, image).code(), 2000);
+    std::shared_ptr<VXImage> noBits;
+    ASSERT_EQ(VXImage::create(8, 4, 32, noBits).code(), 2000);
+    ASSERT_EQ(image->allocate().code(), 2000);
+    std::shared_ptr<VXImage> narrow;
+    ASSERT_EQ(VXImage::create(8, 4, 24, narrow).code(), 2000);
+    ASSERT_EQ(narrow->allocate().code(), 2000);
+    const struct {
+        VXRect rect;
+        std::shared_ptr<VXImage> image;
+        const char* check;
+    } cases[] = {
+        {VXRect(10, 10, 10, 14), image, "!captureRect.isEmpty()"},
+        {VXRect(0, 0, 8, 4), nullptr, "image"},
+        {VXRect(0, 0, 8, 4), noBits, "image->getBits()"},
+        {VXRect(0, 0, 8, 4), narrow, "image->getBytesPerPixel() == 4"},
+        {VXRect(0, 0, 9, 4), image, "image->getWidth() == captureRect.getWidth()"},
+        {VXRect(0, 0, 8, 5), image, "image->getHeight() == captureRect.getHeight()"},
+    };
+    for (const auto& each : cases) {
+        const VXResult result = reader.setup(each.rect, each.image);
+        EXPECT_EQ(result.code(), 2005) << each.check;
+        EXPECT_THAT(result.message().toUtf8(),
+                    StartsWith(std::string("Parameter check \"") + each.check + "\" failed"));
+    }
+    const VXResult noDisplay = reader.setup(VXRect(0, 0, 8, 4), image);
+    EXPECT_EQ(noDisplay.code(), 2031);
+    EXPECT_THAT(noDisplay.message().toUtf8(), StartsWith("Cannot open X display \":9999\""));
+    EXPECT_EQ(reader.readScreen().code(), 2021);
 }
