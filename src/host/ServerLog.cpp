@@ -31,10 +31,10 @@ struct ServerLog::State {
     std::deque<Entry> queue;
     uint64_t queued = 0;
     uint64_t delivered = 0;
-    uint64_t lost = 0;      // refused by a full queue, not yet reported
-    bool stopping = false;  // the delivery thread ends when the queue is empty
-    bool closed = false;    // no more callbacks, no more file writes from the threads
-    bool readerRunning = false;
+    uint64_t lost = 0;            // refused by a full queue, not yet reported
+    bool stopping = false;        // the delivery thread ends when the queue is empty
+    bool closed = false;          // no more callbacks, no more file writes from the threads
+    uint32_t readersRunning = 0;  // one per server; an old one may still be finishing
     bool ended = false;
     std::thread::id deliveryThread;
     std::vector<VXString> dumps;
@@ -161,7 +161,7 @@ struct ServerLog::State {
             record.clear();
         }
         std::lock_guard<std::mutex> guard(lock);
-        readerRunning = false;
+        --readersRunning;
         changed.notify_all();
     }
 };
@@ -189,7 +189,7 @@ ServerLog::~ServerLog() {
     State& s = *_state;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kCloseDrainMs);
     std::unique_lock<std::mutex> guard(s.lock);
-    s.changed.wait_until(guard, deadline, [&s] { return !s.readerRunning && s.delivered == s.queued; });
+    s.changed.wait_until(guard, deadline, [&s] { return s.readersRunning == 0 && s.delivered == s.queued; });
     const uint64_t dropped = s.queued - s.delivered + s.lost;
     s.stopping = true;
     s.changed.notify_all();
@@ -217,7 +217,7 @@ void ServerLog::readFrom(std::unique_ptr<LogPipe> pipe) {
     std::shared_ptr<State> state = _state;
     {
         std::lock_guard<std::mutex> guard(state->lock);
-        state->readerRunning = true;
+        ++state->readersRunning;
         state->ended = false;
     }
     std::thread([state, p = std::move(pipe)]() mutable { state->readLoop(std::move(p)); }).detach();
@@ -235,7 +235,7 @@ void ServerLog::serverEnded(const VXString& text, uint32_t waitMs) {
             return;
         s.ended = true;
         s.changed.wait_for(guard, std::chrono::milliseconds(std::min(waitMs, kEndWaitMs)),
-                           [&s] { return !s.readerRunning; });
+                           [&s] { return s.readersRunning == 0; });
     }
     s.enqueue(State::Entry{ServerLogText::hostLine(text), true, true});
 }

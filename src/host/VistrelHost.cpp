@@ -163,6 +163,12 @@ VXResult Host::restart_(const VXString& reason) {
 VXResult Host::ensureServer_() {
     if (!_pendingRect.isEmpty())
         return restart_(vxFormat(u"the capture rectangle is now %s", _pendingRect.toString()));
+    if (!_server) {
+        // A restart that failed left no server: the next capture tries again when restarts are on.
+        if (!_autoRestart)
+            return VX_ERROR(VXError::eNotInitialized, u"Server not started: its last start failed");
+        return restart_(u"the last start had failed");
+    }
     if (_server->isRunning())
         return VXError::eNoError;
     if (!_autoRestart)
@@ -194,6 +200,8 @@ bool Host::isRunning() const {
 }
 
 VXResult Host::readResultBlock(ResultRecord& record) const {
+    if (!_server)
+        return VX_ERROR(VXError::eNotInitialized, u"Server not started");
     if (SerializeUtils::readResult(_server->view(ServerInstance::Block::eResult), kResultBlockSize, record) ==
         nullptr) {
         return VX_ERROR(VXError::eBadFormat, u"Failed reading result");
@@ -341,6 +349,8 @@ VXResult Host::setCaptureRect(const VXRect& rect) {
 }
 
 VXResult Host::waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult) {
+    if (!_server)
+        return VX_ERROR(VXError::eNotInitialized, u"Server not started");
     ServerExit exit;
     VX_RETURN_IF_ERROR(_server->waitForExit(timeoutMs, exit));
     exitCode = exit.exitCode;
