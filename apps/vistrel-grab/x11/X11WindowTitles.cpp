@@ -1,5 +1,6 @@
 #include "X11WindowTitles.h"
 
+#include <iterator>
 #include <string>
 #include <string_view>
 
