@@ -28,6 +28,8 @@ void X11Compositor::release(X11Connection& connection) {
     _picture = 0;
     _pixmap = 0;
     _size = VXSize();
+    _shmSegment = 0;
+    _shmSegment = 0;
 }
 
 xcb_xfixes_region_t X11Compositor::region_(X11Connection& connection, size_t index) {
@@ -36,16 +38,23 @@ xcb_xfixes_region_t X11Compositor::region_(X11Connection& connection, size_t ind
     return _regions[index];
 }
 
-VXResult X11Compositor::ensureTarget_(X11Connection& connection, const VXRect& area) {
-    if (_pixmap != 0 && _size == area.getSize())
+VXResult X11Compositor::ensureTarget_(X11Connection& connection, const VXRect& area,
+                                      xcb_shm_seg_t shmSegment) {
+    if (_pixmap != 0 && _size == area.getSize() && _shmSegment == shmSegment)
         return VXError::eNoError;
     release(connection);
     xcb_connection_t* c = connection.get();
     X11RequestBatch batch(connection);
     _pixmap = xcb_generate_id(c);
-    batch.add(xcb_create_pixmap_checked(c, connection.rootDepth(), _pixmap, connection.root(),
-                                        u16(area.getWidth()), u16(area.getHeight())),
-              u"CreatePixmap", false);
+    if (shmSegment != 0) {
+        batch.add(xcb_shm_create_pixmap_checked(c, _pixmap, connection.root(), u16(area.getWidth()),
+                                                u16(area.getHeight()), connection.rootDepth(), shmSegment, 0),
+                  u"ShmCreatePixmap", false);
+    } else {
+        batch.add(xcb_create_pixmap_checked(c, connection.rootDepth(), _pixmap, connection.root(),
+                                            u16(area.getWidth()), u16(area.getHeight())),
+                  u"CreatePixmap", false);
+    }
     _picture = xcb_generate_id(c);
     batch.add(xcb_render_create_picture_checked(c, _picture, _pixmap, connection.rootFormat(), 0, nullptr),
               u"RenderCreatePicture", false);
@@ -56,14 +65,15 @@ VXResult X11Compositor::ensureTarget_(X11Connection& connection, const VXRect& a
         return VX_CHAIN(result);
     }
     _size = area.getSize();
+    _shmSegment = shmSegment;
     return VXError::eNoError;
 }
 
 VXResult X11Compositor::compose(X11Connection& connection, const VXRect& area,
                                 const std::vector<X11TopWindow>& windows, const X11RootBackground& background,
-                                bool overForAlpha, X11RequestBatch& batch) {
+                                bool overForAlpha, xcb_shm_seg_t shmSegment, X11RequestBatch& batch) {
     VX_CHECK_PARAM(area.isNotEmpty());
-    VX_RETURN_IF_ERROR(ensureTarget_(connection, area));
+    VX_RETURN_IF_ERROR(ensureTarget_(connection, area, shmSegment));
     xcb_connection_t* c = connection.get();
     const xcb_rectangle_t areaRect = {s16(area.getLeft()), s16(area.getTop()), u16(area.getWidth()),
                                       u16(area.getHeight())};

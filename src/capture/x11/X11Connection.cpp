@@ -148,6 +148,8 @@ VXResult X11Connection::queryExtensions_() {
         // A server that offers SHM but cannot share pixmaps with us (a remote display) is read
         // through plain GetImage instead.
         _hasShm = shmReply != nullptr;
+        _hasShmPixmaps =
+            _hasShm && shmReply->shared_pixmaps != 0 && shmReply->pixmap_format == XCB_IMAGE_FORMAT_Z_PIXMAP;
     }
     if (compositeReply == nullptr || damageReply == nullptr || xfixesReply == nullptr ||
         renderReply == nullptr)

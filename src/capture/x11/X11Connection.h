@@ -39,6 +39,8 @@ public:
     // visual has no format.
     bool formatOfVisual(xcb_visualid_t visual, xcb_render_pictformat_t& format, bool& hasAlpha) const;
     bool hasShm() const { return _hasShm; }
+    // Pixmaps whose pixels live in a shared segment, in the layout GetImage gives.
+    bool hasShmPixmaps() const { return _hasShmPixmaps; }
     uint8_t damageEventBase() const { return _damageEventBase; }
     uint8_t damageErrorBase() const { return _damageErrorBase; }
     // Whether an error is what a request on a window meets when the window vanished since it
@@ -78,6 +80,7 @@ private:
     xcb_render_pictformat_t _rootFormat = 0;
     std::vector<VisualFormat> _visualFormats;
     bool _hasShm = false;
+    bool _hasShmPixmaps = false;
     uint8_t _damageEventBase = 0;
     uint8_t _damageErrorBase = 0;
     uint8_t _renderErrorBase = 0;

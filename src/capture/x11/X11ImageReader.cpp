@@ -54,7 +54,7 @@ VXResult X11ImageReader::setup(X11Connection& connection, int32_t width, int32_t
     if (!connection.hasShm())
         return VXError::eNoError;
 
-    const int id = shmget(IPC_PRIVATE, static_cast<size_t>(bytes), IPC_CREAT | kOwnerOnly);
+    const int id = shmget(IPC_PRIVATE, static_cast<size_t>(2 * bytes), IPC_CREAT | kOwnerOnly);
     if (id < 0)
         return VX_CRT_ERROR(u"shmget", errno);
     void* address = shmat(id, nullptr, 0);
@@ -80,15 +80,16 @@ VXResult X11ImageReader::setup(X11Connection& connection, int32_t width, int32_t
 }
 
 VXResult X11ImageReader::read(X11Connection& connection, xcb_drawable_t drawable, int16_t x, int16_t y,
-                              uint16_t width, uint16_t height, bool& vanished) {
+                              uint16_t width, uint16_t height, bool intoLent, bool& vanished) {
     xcb_connection_t* c = connection.get();
     xcb_generic_error_t* rawError = nullptr;
     if (_segment != 0) {
         VX_CHECK_PARAM(static_cast<int64_t>(width) * height * 4 <= _capacity);
+        const uint32_t offset = intoLent ? 0 : static_cast<uint32_t>(_capacity);
         X11Reply<xcb_shm_get_image_reply_t> reply(
             xcb_shm_get_image_reply(c,
                                     xcb_shm_get_image(c, drawable, x, y, width, height, kAllPlanes,
-                                                      XCB_IMAGE_FORMAT_Z_PIXMAP, _segment, 0),
+                                                      XCB_IMAGE_FORMAT_Z_PIXMAP, _segment, offset),
                                     &rawError));
         X11Reply<xcb_generic_error_t> error(rawError);
         if (error != nullptr) {
@@ -100,7 +101,7 @@ VXResult X11ImageReader::read(X11Connection& connection, xcb_drawable_t drawable
         }
         if (reply == nullptr)
             return connection.checkAlive(VX_SITE);
-        _pixels = static_cast<const uint8_t*>(_shmAddress);
+        _pixels = static_cast<const uint8_t*>(_shmAddress) + offset;
         return VXError::eNoError;
     }
     X11Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(

@@ -41,6 +41,7 @@ bool rowHasColor(const uint8_t* row, int32_t width) {
 X11ScreenReader::X11ScreenReader(std::string displayName) : _displayName(std::move(displayName)) {}
 
 X11ScreenReader::~X11ScreenReader() {
+    takeMemoryBack_();
     if (_connection.isOpen() && _connection.checkAlive(VX_SITE).isSuccess()) {
         // Our window leaves the screen with us; the rest goes with the connection.
         _background.release(_connection);
@@ -77,17 +78,50 @@ VXResult X11ScreenReader::setup(const VXRect& captureRect, const std::shared_ptr
     VX_CHECK_PARAM(image->getBytesPerPixel() == 4);
     VX_CHECK_PARAM(image->getWidth() == captureRect.getWidth());
     VX_CHECK_PARAM(image->getHeight() == captureRect.getHeight());
+    // A connection that failed half-way stays failed: its state is not to be trusted.
+    VX_RETURN_IF_ERROR(_connectFailure);
     if (_connection.isOpen()) {
         VX_RETURN_IF_ERROR(_connection.checkAlive(VX_SITE));
         if (captureRect == _captureRect && image == _image)
             return VXError::eNoError;
-    } else {
-        VX_RETURN_IF_ERROR(connect_());
+    } else if (const VXResult connected = connect_(); connected.isError()) {
+        if (_connection.isOpen())
+            _connectFailure = connected;
+        return VX_CHAIN(connected);
     }
+    takeMemoryBack_();
     VX_RETURN_IF_ERROR(_imageReader.setup(_connection, captureRect.getWidth(), captureRect.getHeight()));
     _captureRect = captureRect;
     _image = image;
+    lendMemory_();
     return VXError::eNoError;
+}
+
+void X11ScreenReader::lendMemory_() {
+    uint8_t* area = _imageReader.lendableArea();
+    VXImage& image = *_image;
+    if (area == nullptr || image.getBytesPerLine() != image.getWidth() * kBytesPerPixel)
+        return;
+    uint8_t* own = image.getBits();
+    const bool owned = image.ownsBits();
+    std::memcpy(area, own, static_cast<size_t>(image.getImageSize()));
+    // Images that must keep their own memory (bitmaps, sub-images) refuse: they are copied into.
+    if (image.setBits(area, false).isError())
+        return;
+    _imageOwnBits = own;
+    _imageOwnedBits = owned;
+    _imageInShm = true;
+}
+
+void X11ScreenReader::takeMemoryBack_() {
+    if (!_imageInShm)
+        return;
+    // Through null: setBits frees the bits it replaces when the new ones are owned.
+    (void)_image->setBits(nullptr, false);
+    (void)_image->setBits(_imageOwnBits, _imageOwnedBits);
+    std::memcpy(_imageOwnBits, _imageReader.lendableArea(), static_cast<size_t>(_image->getImageSize()));
+    _imageInShm = false;
+    _imageOwnBits = nullptr;
 }
 
 VXResult X11ScreenReader::setExcludedWindows(const std::vector<uint64_t>& windows) {
@@ -184,26 +218,33 @@ VXResult X11ScreenReader::attempt_(bool& changed) {
     X11RequestBatch batch(_connection);
     _watch.arm(_connection, _read, batch);
     bool vanished = false;
+    // The whole rectangle on the screen and the image in our memory: read straight into it.
+    const bool inPlace = _imageInShm && visible == _captureRect;
     if (!excludedInside) {
         // Nothing to leave out: the screen itself has the same pixels, read at once.
         VX_RETURN_IF_ERROR(_imageReader.read(
             _connection, _connection.root(), static_cast<int16_t>(visible.getLeft()),
             static_cast<int16_t>(visible.getTop()), static_cast<uint16_t>(visible.getWidth()),
-            static_cast<uint16_t>(visible.getHeight()), vanished));
+            static_cast<uint16_t>(visible.getHeight()), inPlace, vanished));
         _lastComposed = false;
     } else {
         const xcb_window_t bottom = all.empty() ? XCB_NONE : all.front().id;
         VX_RETURN_IF_ERROR(
             _background.prepare(_connection, visible, _compositorRunning, bottom, changes.background, batch));
         changes.background = false;
-        VX_RETURN_IF_ERROR(
-            _compositor.compose(_connection, visible, _read, _background, _compositorRunning, batch));
-        VX_RETURN_IF_ERROR(_imageReader.read(_connection, _compositor.pixmap(), 0, 0,
-                                             static_cast<uint16_t>(visible.getWidth()),
-                                             static_cast<uint16_t>(visible.getHeight()), vanished));
+        // Into a pixmap over the image's own memory when the server can: no read at all.
+        const bool composeInPlace = inPlace && _connection.hasShmPixmaps();
+        VX_RETURN_IF_ERROR(_compositor.compose(_connection, visible, _read, _background, _compositorRunning,
+                                               composeInPlace ? _imageReader.segment() : 0, batch));
+        if (!composeInPlace) {
+            VX_RETURN_IF_ERROR(_imageReader.read(
+                _connection, _compositor.pixmap(), 0, 0, static_cast<uint16_t>(visible.getWidth()),
+                static_cast<uint16_t>(visible.getHeight()), inPlace, vanished));
+        }
         _lastComposed = true;
     }
-    // The server has answered the read: the batch's answers are here already.
+    // After a read the batch's answers are here already; otherwise its check waits for the
+    // server to have drawn everything.
     VX_RETURN_IF_ERROR(batch.check(vanished, VX_SITE));
     if (vanished)
         changes.stack = true;
@@ -217,6 +258,11 @@ VXResult X11ScreenReader::attempt_(bool& changed) {
 
 void X11ScreenReader::copyToImage_(const VXRect& visible, bool& anyNotBlack) {
     VXImage& image = *_image;
+    if (_imageInShm && visible == _captureRect) {
+        for (int32_t y = 0; y < image.getHeight() && !anyNotBlack; ++y)
+            anyNotBlack = rowHasColor(image.getLinePtr(y), image.getWidth());
+        return;  // the server wrote the pixels in place
+    }
     if (visible != _captureRect) {
         for (int32_t y = 0; y < image.getHeight(); ++y)
             std::memset(image.getLinePtr(y), 0, static_cast<size_t>(image.getWidth()) * kBytesPerPixel);

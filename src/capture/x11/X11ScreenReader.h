@@ -58,8 +58,13 @@ private:
     VXResult isCompositorRunning_(bool& running);
     VXResult excludedTopLevels_(std::vector<xcb_window_t>& topLevels);
     void copyToImage_(const VXRect& visible, bool& anyNotBlack);
+    // The image keeps its pixels in the reader's shared memory when it takes other bits, so
+    // that the X server writes them in place; given back before the image or segment changes.
+    void lendMemory_();
+    void takeMemoryBack_();
 
     std::string _displayName;
+    VXResult _connectFailure;  // of a connection opened but not set up
     X11Connection _connection;
     X11WindowStack _stack;
     X11ChangeWatch _watch;
@@ -68,6 +73,9 @@ private:
     X11ImageReader _imageReader;
     VXRect _captureRect;
     std::shared_ptr<VXImage> _image;
+    uint8_t* _imageOwnBits = nullptr;  // the image's bits while it holds ours
+    bool _imageOwnedBits = false;
+    bool _imageInShm = false;
     std::vector<uint64_t> _excludedWindows;
     bool _captureCursor = false;
     VXRect _lastRead;  // the part of the rectangle on the screen, as read last
