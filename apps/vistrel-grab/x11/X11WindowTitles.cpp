@@ -145,21 +145,6 @@ VXResult titleWithAtoms(xcb_connection_t* c, const Atoms& atoms, xcb_window_t wi
 
 }  // namespace
 
-VXResult X11WindowTitles::titleOf(xcb_connection_t* connection, xcb_window_t window, VXString& title) {
-    VX_CHECK_PARAM(connection);
-    Atoms atoms;
-    VX_RETURN_IF_ERROR(internAtoms(connection, atoms));
-    return titleWithAtoms(connection, atoms, window, title);
-}
-
-VXResult X11WindowTitles::clientOf(xcb_connection_t* connection, xcb_window_t topLevel,
-                                   xcb_window_t& client) {
-    VX_CHECK_PARAM(connection);
-    Atoms atoms;
-    VX_RETURN_IF_ERROR(internAtoms(connection, atoms));
-    return findClient(connection, atoms.wmState, topLevel, client);
-}
-
 VXResult X11WindowTitles::find(xcb_connection_t* connection, xcb_window_t root, const VXString& title,
                                std::vector<uint64_t>& windows) {
     VX_CHECK_PARAM(connection);

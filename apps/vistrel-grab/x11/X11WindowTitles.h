@@ -18,9 +18,4 @@ public:
     // Appends the ids of the client windows titled exactly `title`.
     static VXResult find(xcb_connection_t* connection, xcb_window_t root, const VXString& title,
                          std::vector<uint64_t>& windows);
-    // A window's title: _NET_WM_NAME (UTF-8), else WM_NAME (Latin-1, or UTF-8 when so typed);
-    // empty when it has neither. A window that vanished has no title.
-    static VXResult titleOf(xcb_connection_t* connection, xcb_window_t window, VXString& title);
-    // The client window of a child of the root, as described above.
-    static VXResult clientOf(xcb_connection_t* connection, xcb_window_t topLevel, xcb_window_t& client);
 };
