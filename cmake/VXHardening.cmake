@@ -9,8 +9,9 @@
 #                              (MinGW-w64's headers route them to libssp, linked in as above)
 #   --dynamicbase --high-entropy-va --nxcompat   ASLR with 64-bit entropy (the image base is
 #                              above 4 GB by the linkers' default for x86-64) and DEP
-#   --build-id (GNU ld)        a CodeView record, so a dump names the exact build of each module
-#   -gcodeview --pdb= (clang)  PDB files beside the binaries, for Windows debuggers
+#   --build-id                 a CodeView record, so a dump names the exact build of each module
+# Both keep DWARF debug information: clang 14's CodeView refers to the emulated thread-locals by
+# names that do not exist, so -gcodeview cannot link (docs/decisions.md).
 # Linux: PIE, -fstack-protector-strong, stack-clash protection, CET end-branch markers,
 #   _FORTIFY_SOURCE=2 (optimised builds only: glibc refuses it at -O0), full RELRO and a
 #   non-executable stack.
@@ -28,14 +29,7 @@ add_compile_definitions($<${vx_optimised}:_FORTIFY_SOURCE=2>)
 add_link_options(-fstack-protector-strong)
 
 if(VX_WINDOWS)
-  add_link_options(LINKER:--dynamicbase LINKER:--high-entropy-va LINKER:--nxcompat)
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # An empty name puts <output>.pdb beside each linked binary.
-    add_compile_options(-gcodeview)
-    add_link_options(LINKER:--pdb=)
-  else()
-    add_link_options(LINKER:--build-id)
-  endif()
+  add_link_options(LINKER:--dynamicbase LINKER:--high-entropy-va LINKER:--nxcompat LINKER:--build-id)
 else()
   include(CheckPIESupported)
   check_pie_supported(LANGUAGES C CXX)

@@ -1,6 +1,6 @@
 # The installed layout and the package:
 #   bin/                 Vistrel.exe, vistrel_host.dll, vistrel-grab.exe, vistrel-mdump.exe
-#                        and the symbols of each (<name>.debug from GCC, <name>.pdb from clang)
+#                        and the debug file of each (<name>.debug, named by its debug link)
 #   include/vistrel/     vistrel_host.h and the headers the C++ library needs
 #   lib/                 the DLL's import library and the static libraries of the C++ interface
 #   lib/cmake/Vistrel/   VistrelConfig.cmake, its version file and the exported targets

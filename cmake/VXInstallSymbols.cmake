@@ -1,20 +1,12 @@
 # Symbols for the shipped binaries, beside them in bin/, so that a customer's debugger can read a
-# dump of them: PDB files from clang and lld; from GCC, separate debug files that the stripped
-# binaries name through their debug link.
+# dump of them: separate debug files that the stripped binaries name through their debug link.
+# (Both compilers emit DWARF here; see cmake/VXHardening.cmake for why clang makes no PDB.)
 #
 # The debug file is taken from the unstripped build output and the link is added to the installed
 # copy after the install (and `--strip`) has written it, so a stripped install and the package
 # both keep a link whose checksum matches the file beside it.
 
 set(vx_shipped_binaries Vistrel vistrel-grab vistrel-mdump vistrel_host_c)
-
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-  foreach(target ${vx_shipped_binaries})
-    install(FILES "$<TARGET_FILE_DIR:${target}>/$<TARGET_FILE_BASE_NAME:${target}>.pdb"
-            DESTINATION bin COMPONENT sdk)
-  endforeach()
-  return()
-endif()
 
 if(NOT CMAKE_OBJCOPY)
   message(FATAL_ERROR "objcopy is needed to ship separate debug files")
