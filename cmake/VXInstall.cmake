@@ -1,5 +1,6 @@
 # The installed layout and the package:
 #   bin/                 Vistrel.exe, vistrel_host.dll, vistrel-grab.exe, vistrel-mdump.exe
+#                        and the debug file of each (<name>.debug, named by its debug link)
 #   include/vistrel/     vistrel_host.h and the headers the C++ library needs
 #   lib/                 the DLL's import library and the static libraries of the C++ interface
 #   lib/cmake/Vistrel/   VistrelConfig.cmake, its version file and the exported targets
@@ -28,11 +29,17 @@ foreach(dir ${vx_header_dirs})
   install(FILES ${headers} DESTINATION ${VX_INSTALL_INCLUDEDIR} COMPONENT sdk)
 endforeach()
 
+# The static libraries carry the stack protector's and _FORTIFY_SOURCE's calls (cmake/VXHardening.cmake):
+# a program linking them needs their library, which the project's own links get from the driver.
+if(NOT MSVC)
+  set_property(TARGET vx_runtime APPEND PROPERTY INTERFACE_LINK_LIBRARIES $<INSTALL_INTERFACE:ssp>)
+endif()
 install(TARGETS Vistrel vistrel-grab vistrel-mdump RUNTIME DESTINATION bin COMPONENT sdk)
 install(TARGETS vistrel_host_c ${vx_cpp_libraries} EXPORT VistrelTargets COMPONENT sdk
         RUNTIME DESTINATION bin
         LIBRARY DESTINATION lib
         ARCHIVE DESTINATION lib)
+include(${PROJECT_SOURCE_DIR}/cmake/VXInstallSymbols.cmake)
 install(EXPORT VistrelTargets NAMESPACE Vistrel:: DESTINATION ${VX_INSTALL_CMAKEDIR} COMPONENT sdk)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/VistrelConfig.cmake.in
