@@ -1,4 +1,4 @@
-# The installed layout and the package:
+# The installed layout and the package (Windows; Linux: VXInstallLinux.cmake):
 #   bin/                 Vistrel.exe, vistrel_host.dll, vistrel-grab.exe, vistrel-mdump.exe
 #   include/vistrel/     vistrel_host.h and the headers the C++ library needs
 #   lib/                 the DLL's import library and the static libraries of the C++ interface
@@ -9,7 +9,11 @@ include(CMakePackageConfigHelpers)
 set(VX_INSTALL_CMAKEDIR lib/cmake/Vistrel)
 set(VX_INSTALL_INCLUDEDIR include/vistrel)
 # The C++ library with the static libraries under it, in link order.
-set(vx_cpp_libraries vistrel_host vx_server_win32 vx_server vx_image vx_runtime)
+if(WIN32)
+  set(vx_cpp_libraries vistrel_host vx_server_win32 vx_server vx_image vx_runtime)
+else()
+  set(vx_cpp_libraries vistrel_host vx_server_posix vx_server vx_image vx_runtime)
+endif()
 
 # Headers are installed side by side in one folder; the build tree's folders hold only there.
 set(vx_header_dirs)
@@ -27,6 +31,12 @@ foreach(dir ${vx_header_dirs})
   file(GLOB headers ${dir}/*.h)
   install(FILES ${headers} DESTINATION ${VX_INSTALL_INCLUDEDIR} COMPONENT sdk)
 endforeach()
+
+# Linux has its own layout and packages (a tarball and a Debian package).
+if(NOT WIN32)
+  include(${CMAKE_CURRENT_LIST_DIR}/VXInstallLinux.cmake)
+  return()
+endif()
 
 install(TARGETS Vistrel vistrel-grab vistrel-mdump RUNTIME DESTINATION bin COMPONENT sdk)
 install(TARGETS vistrel_host_c ${vx_cpp_libraries} EXPORT VistrelTargets COMPONENT sdk
