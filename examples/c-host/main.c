@@ -12,6 +12,7 @@
 #include <windows.h>
 #endif
 
+#include <locale.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -127,6 +128,7 @@ int main(int argc, char** argv) {
     int ok = 0;
     wchar_t serverPath[1024];
 
+    setlocale(LC_ALL, ""); /* the command line's multibyte text, for mbstowcs */
     printf("vistrel_host %s\n", vistrel_host_version());
     exclude[0] = ownWindow(&canCheckPixels);
 
