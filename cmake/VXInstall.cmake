@@ -1,4 +1,4 @@
-# The installed layout and the package (Windows; Linux: VXInstallLinux.cmake):
+# The installed layout and the package:
 #   bin/                 Vistrel.exe, vistrel_host.dll, vistrel-grab.exe, vistrel-mdump.exe
 #   include/vistrel/     vistrel_host.h and the headers the C++ library needs
 #   lib/                 the DLL's import library and the static libraries of the C++ interface
