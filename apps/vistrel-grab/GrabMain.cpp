@@ -1,32 +1,18 @@
 // vistrel-grab: a command-line host of the capture server. It is the demo, a debugging aid
 // and a small example of what an integrator writes on top of the host library.
-#include <windows.h>
+#include "GrabMain.h"
 
 #include <cstdio>
 #include <vector>
 
 #include "FrameDiff.h"
+#include "GrabDesktop.h"
 #include "GrabOptions.h"
 #include "MonitorList.h"
 #include "VXImageUtils.h"
 #include "VistrelHost.h"
 
 namespace {
-
-struct TitleSearch {
-    const VXString* title;
-    std::vector<uint64_t>* handles;
-};
-
-BOOL CALLBACK collectByTitle(HWND window, LPARAM param) {
-    auto* search = reinterpret_cast<TitleSearch*>(param);
-    wchar_t text[512];
-    const int n = GetWindowTextW(window, text, 512);
-    if (n > 0 && VXString::fromWide(text) == *search->title) {
-        search->handles->push_back(reinterpret_cast<uintptr_t>(window));
-    }
-    return TRUE;
-}
 
 std::string utf8(const VXString& s) {
     return s.toUtf8();
@@ -79,22 +65,22 @@ void printMonitors(const std::vector<Vistrel::MonitorInfo>& monitors, const VXRe
 
 }  // namespace
 
-int wmain(int argc, wchar_t** argv) {
+int grabMain(const std::vector<VXString>& args) {
     GrabOptions options;
-    const VXResult parsed = GrabOptions::parse(argc - 1, argv + 1, options);
+    const VXResult parsed = GrabOptions::parse(args, options);
     if (options.help) {
-        std::printf("%s", GrabOptions::usage());
+        std::printf("%s", GrabOptions::usage().c_str());
         return 0;
     }
     if (parsed.isError()) {
-        std::printf("vistrel-grab: %s\n%s", utf8(parsed.message()).c_str(), GrabOptions::usage());
+        std::printf("vistrel-grab: %s\n%s", utf8(parsed.message()).c_str(), GrabOptions::usage().c_str());
         return 2;
     }
 
     if (options.listMonitors || options.monitor >= 0) {
         std::vector<Vistrel::MonitorInfo> monitors;
         VXRect virtualScreen;
-        const VXResult listed = Vistrel::MonitorList::list(monitors, virtualScreen);
+        const VXResult listed = GrabDesktop::listMonitors(monitors, virtualScreen);
         if (listed.isError())
             return fail("listing the monitors", listed);
         if (options.listMonitors) {
@@ -112,8 +98,9 @@ int wmain(int argc, wchar_t** argv) {
     std::vector<uint64_t> excluded = options.excludeHandles;
     for (const VXString& title : options.excludeTitles) {
         const size_t before = excluded.size();
-        TitleSearch search{&title, &excluded};
-        EnumWindows(collectByTitle, reinterpret_cast<LPARAM>(&search));
+        const VXResult found = GrabDesktop::findWindowsByTitle(title, excluded);
+        if (found.isError())
+            return fail("finding the windows by title", found);
         std::printf("exclude \"%s\": %u window(s)\n", utf8(title).c_str(),
                     static_cast<unsigned>(excluded.size() - before));
     }
@@ -168,7 +155,8 @@ int wmain(int argc, wchar_t** argv) {
             return fail("saving the image", saved);
         std::printf("  saved %s\n", utf8(path).c_str());
     }
-    // The first capture also makes the magnifier's Direct3D device; the rest show the pace.
+    // The first capture also prepares the reader (the magnifier's Direct3D device, the X11
+    // reader's redirection and wait for quiet clients); the rest show the pace.
     std::printf("first capture %.1f ms", static_cast<double>(firstMicroseconds) / 1000.0);
     if (options.count > 1) {
         const double seconds = static_cast<double>(laterMicroseconds) / 1e6;

@@ -1,31 +1,41 @@
 #include "GrabOptions.h"
 
-#include <cwchar>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "GrabDesktop.h"
 
 namespace {
 
-bool parseRect(const wchar_t* text, VXRect& rect) {
+bool parseRect(const VXString& text, VXRect& rect) {
     int l = 0, t = 0, r = 0, b = 0;
-    wchar_t extra = 0;
-    if (std::swscanf(text, L"%d,%d,%d,%d%lc", &l, &t, &r, &b, &extra) != 4)
+    char extra = 0;
+    if (std::sscanf(text.toUtf8().c_str(), "%d,%d,%d,%d%c", &l, &t, &r, &b, &extra) != 4)
         return false;
     rect = VXRect(l, t, r, b);
     return !rect.isEmpty();
 }
 
-bool parseNumber(const wchar_t* text, uint64_t& value) {
-    wchar_t* end = nullptr;
-    value = std::wcstoull(text, &end, 0);  // 0x... for handles as Spy tools print them
-    return end != text && *end == L'\0';
+bool parseNumber(const VXString& text, uint64_t& value) {
+    const std::string narrow = text.toUtf8();
+    char* end = nullptr;
+    // 0x... for handles as Spy tools and xwininfo print them
+    value = std::strtoull(narrow.c_str(), &end, 0);
+    return end != narrow.c_str() && *end == '\0';
 }
 
 }  // namespace
 
-const char* GrabOptions::usage() {
-    return "usage: vistrel-grab (--rect L,T,R,B | --monitor N) [--exclude HWND]...\n"
+std::string GrabOptions::usage() {
+    return std::string("usage: vistrel-grab (--rect L,T,R,B | --monitor N) [--exclude ") +
+           GrabDesktop::kWindowWord +
+           "]...\n"
            "                    [--exclude-title TITLE]... [--cursor] [--count N]\n"
            "                    [--out FILE.png | --out PATTERN-%d.png]\n"
-           "                    [--server PATH\\Vistrel.exe] [--unit-test] [--log FILE]\n"
+           "                    [--server " +
+           GrabDesktop::kServerExample +
+           "] [--unit-test] [--log FILE]\n"
            "       vistrel-grab --list-monitors\n"
            "Starts the capture server for the rectangle, asks it for N captures leaving out the\n"
            "given windows (by handle, or every top-level window with that exact title), prints\n"
@@ -34,12 +44,13 @@ const char* GrabOptions::usage() {
            "With --log, the server's log is appended to FILE and a crash dump is written beside it.\n";
 }
 
-VXResult GrabOptions::parse(int argc, const wchar_t* const* argv, GrabOptions& options) {
+VXResult GrabOptions::parse(const std::vector<VXString>& args, GrabOptions& options) {
     bool haveRect = false;
-    for (int i = 0; i < argc; ++i) {
-        const VXString arg = VXString::fromWide(argv[i]);
-        const bool hasValue = i + 1 < argc;
-        const wchar_t* value = hasValue ? argv[i + 1] : L"";
+    const VXString none;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const VXString& arg = args[i];
+        const bool hasValue = i + 1 < args.size();
+        const VXString& value = hasValue ? args[i + 1] : none;
         if (arg == u"--help" || arg == u"-h" || arg == u"/?") {
             options.help = true;
         } else if (arg == u"--cursor") {
@@ -70,7 +81,7 @@ VXResult GrabOptions::parse(int argc, const wchar_t* const* argv, GrabOptions& o
             options.excludeHandles.push_back(handle);
             ++i;
         } else if (arg == u"--exclude-title") {
-            options.excludeTitles.push_back(VXString::fromWide(value));
+            options.excludeTitles.push_back(value);
             ++i;
         } else if (arg == u"--count") {
             uint64_t n = 0;
@@ -80,13 +91,13 @@ VXResult GrabOptions::parse(int argc, const wchar_t* const* argv, GrabOptions& o
             options.count = static_cast<uint32_t>(n);
             ++i;
         } else if (arg == u"--out") {
-            options.output = VXString::fromWide(value);
+            options.output = value;
             ++i;
         } else if (arg == u"--server") {
-            options.serverPath = VXString::fromWide(value);
+            options.serverPath = value;
             ++i;
         } else if (arg == u"--log") {
-            options.logPath = VXString::fromWide(value);
+            options.logPath = value;
             ++i;
         } else {
             return VXResult(VXError::eBadParameter, u"Unknown option %s", arg);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "VXRect.h"
@@ -10,6 +11,7 @@
 
 struct GrabOptions {
     VXRect rect;
+    // Window handles: an HWND on Windows, an X window id on Linux.
     std::vector<uint64_t> excludeHandles;
     std::vector<VXString> excludeTitles;
     bool cursor = false;
@@ -25,8 +27,8 @@ struct GrabOptions {
     // Index into the monitor list (primary first); -1: the rectangle comes from --rect.
     int32_t monitor = -1;
 
-    // argv without the program name. 2005 with a message for anything malformed.
-    static VXResult parse(int argc, const wchar_t* const* argv, GrabOptions& options);
-    static const char* usage();
+    // The arguments after the program name. 2005 with a message for anything malformed.
+    static VXResult parse(const std::vector<VXString>& args, GrabOptions& options);
+    static std::string usage();
     bool operator==(const GrabOptions&) const = default;
 };

@@ -29,4 +29,8 @@ public:
     virtual uint32_t getStabilizationRounds() const = 0;
     virtual uint32_t getStabilizationTimeMs() const = 0;
     virtual bool isStabilizationTimedOut() const = 0;
+
+    // The screen itself is gone for good (an X server that closed the connection): after
+    // answering the request that found it, the loop ends with that request's result.
+    virtual bool isSourceLost() const { return false; }
 };

@@ -142,6 +142,15 @@ VXResult VXColorInfo::setMasks(uint32_t redMask, uint32_t greenMask, uint32_t bl
 }
 
 VXResult VXColorInfo::applyMasks_(uint32_t redMask, uint32_t greenMask, uint32_t blueMask, uint32_t allMask) {
+    // The lookup tables have an entry for every value a mask can hold: a mask wider than the
+    // pixel would ask for up to 2^32 of them.
+    if (_bitsPerPixel == 15 || _bitsPerPixel == 16) {
+        const uint32_t outside = ~((1u << _bitsPerPixel) - 1);
+        if (((redMask | greenMask | blueMask) & outside) != 0) {
+            return VX_ERROR(VXError::eBadParameter, u"%s -- masks wider than %d bits [0x%X][0x%X][0x%X]",
+                            u"VXColorInfo::setMasks()", _bitsPerPixel, redMask, greenMask, blueMask);
+        }
+    }
     _redMask = redMask;
     _greenMask = greenMask;
     _blueMask = blueMask;
@@ -215,6 +224,10 @@ void VXColorInfo::dump(const VXString& label) const {
 }
 
 VXResult VXColorInfo::buildLookupTables_() {
+    // Tables of an earlier depth would be read with this depth's masks, far past their end.
+    _redTable.reset();
+    _greenTable.reset();
+    _blueTable.reset();
     if (_bitsPerPixel != 15 && _bitsPerPixel != 16)
         return VXError::eNoError;
     _redTable = buildChannelTable(_redMask, _redShift, 16);

@@ -27,6 +27,9 @@ public:
     // Nothing to bring up to date in the plain colour info.
     virtual VXResult update();
 
+    // 2005 for a 15- or 16-bit colour info given a mask with bits above its depth (its lookup
+    // table would need up to 2^32 entries); the masks and tables stay as they were then. The
+    // constructor logs the same refusal and leaves the tables null.
     VXResult setMasks(uint32_t redMask, uint32_t greenMask, uint32_t blueMask, uint32_t allMask);
     // Copies 1..256 entries to the start of the table; later entries keep their values.
     VXResult setColorTable(const uint32_t* entries, int32_t count);

@@ -11,6 +11,7 @@
 namespace {
 
 constexpr const char16_t* kImageName = u"image";
+constexpr const char16_t* kUnsupportedDepth = u"%s -- unsupported image bpp [%d]";
 
 std::atomic<int32_t> gCreated{0};
 std::atomic<int32_t> gRemaining{0};
@@ -68,6 +69,11 @@ int32_t VXImage::linePadding(int32_t width, int32_t bitDepth) {
     return wrap32((((bits + 31) >> 3) & ~int64_t{3}) - (bits >> 3));
 }
 
+bool VXImage::isLaidOut(int32_t bitDepth) {
+    return (bitDepth >= 1 && bitDepth <= 8) || bitDepth == 15 || bitDepth == 16 || bitDepth == 24 ||
+           bitDepth == 32;
+}
+
 int32_t VXImage::rowBytes(int32_t width, int32_t bitDepth) {
     switch (bitDepth) {
         case 8:
@@ -115,6 +121,8 @@ VXResult VXImage::allocate() {
     // Allocating over attached bits is tolerated.
     if (_bits != nullptr)
         VX_LOG_WARNING(u"VXImage::allocate() lpbits is not NULL");
+    if (!isLaidOut(_bitDepth))
+        return VX_ERROR(VXError::eBadParameter, kUnsupportedDepth, u"VXImage::allocate()", _bitDepth);
     const int64_t size = static_cast<int64_t>(_bytesPerLine) * _height;
     if (size % 4 != 0) {
         VX_LOG_ERROR(u"VXImage::allocate(): image size is not DWORD aligned");
@@ -221,6 +229,8 @@ uint8_t* VXImage::getPixelPtrChecked(int32_t x, int32_t y, const char* caller, i
 }
 
 VXResult VXImage::create(int32_t width, int32_t height, int32_t bitDepth, std::shared_ptr<VXImage>& image) {
+    if (!isLaidOut(bitDepth))
+        return VX_ERROR(VXError::eBadParameter, kUnsupportedDepth, u"VXImage::create()", bitDepth);
     const std::shared_ptr<VXImageFactory> factory = getFactory();
     std::shared_ptr<VXImage> created = factory ? factory->createImage(width, height, bitDepth)
                                                : vxMakeShared<VXImage>(width, height, bitDepth);

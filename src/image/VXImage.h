@@ -32,7 +32,8 @@ public:
     // 2002 without pixels, 2016 outside the image; pointer is null then.
     virtual VXResult getPixelPtr(int32_t x, int32_t y, uint8_t*& pointer) const;
     virtual uint8_t* getPixelPtr(int32_t x, int32_t y) const;
-    // stride x height bytes, 4-byte aligned and not cleared.
+    // stride x height bytes, 4-byte aligned and not cleared; 2005 for a depth the stride rule
+    // cannot lay out.
     virtual VXResult allocate();
     // Attaches pixel memory. Attaching owned bits frees the current bits first, whoever
     // owned them, so owned bits only ever replace owned bits. Owned bits must come from
@@ -74,7 +75,8 @@ public:
     uint8_t* getLinePtrChecked(int32_t y, const char* caller, int32_t line) const;
     uint8_t* getPixelPtrChecked(int32_t x, int32_t y, const char* caller, int32_t line) const;
 
-    // Creation goes through the installed factory, or makes a plain image.
+    // Creation goes through the installed factory, or makes a plain image; 2005 for a depth
+    // the stride rule cannot lay out.
     static VXResult create(int32_t width, int32_t height, int32_t bitDepth, std::shared_ptr<VXImage>& image);
     static VXResult create(std::shared_ptr<VXImage>& image);
     static std::shared_ptr<VXImage> create();
@@ -85,6 +87,9 @@ public:
     static uint8_t* newBits(int64_t bytes);
     static void freeBits(uint8_t* bits);
 
+    // Depths the stride rule can lay out: 1 to 8 bits, 15, 16, 24 and 32. Any other gives rows
+    // of no bytes, so creation and allocation refuse it.
+    static bool isLaidOut(int32_t bitDepth);
     // Row bytes of the stride rule; quirks included (see VXImage.cpp).
     static int32_t rowBytes(int32_t width, int32_t bitDepth);
     static int32_t linePadding(int32_t width, int32_t bitDepth);

@@ -1,5 +1,7 @@
 // VXImageUtils: free operations on images: creation with validation, rectangle copies,
 // comparison and difference search, alpha handling and compositing, fast scaling, saving.
+// One class over four sources: VXImageUtils.cpp (creation, copies, bounds, saving),
+// VXImageUtilsSearch.cpp, VXImageUtilsAlpha.cpp and VXImageUtilsScale.cpp.
 // Images come in by shared reference and are never kept; a null image is reported, not
 // assumed away.
 //

@@ -203,9 +203,17 @@ void VXLog::setFormatter(std::shared_ptr<ILogFormatter> formatter) {
 }
 
 void VXLog::setCollapsingEnabled(bool enabled) {
-    Logger& l = logger();
-    std::lock_guard<std::mutex> guard(l.lock);
-    l.collapser->setEnabled(enabled);
+    std::shared_ptr<VXLogCollapser> collapser;
+    {
+        Logger& l = logger();
+        std::lock_guard<std::mutex> guard(l.lock);
+        collapser = l.collapser;
+    }
+    // The calling thread's held-back repeat goes out now; other threads' go out before their
+    // next message.
+    if (!enabled)
+        collapser->flush(deliver);
+    collapser->setEnabled(enabled);
 }
 
 void VXLog::setThreadNamingEnabled(bool enabled) {

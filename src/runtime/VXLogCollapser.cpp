@@ -4,11 +4,24 @@
 
 namespace {
 
-// The per-thread record of the last message and how often it came.
+struct VXLogCollapserData;
+void resolve(VXLogCollapserData& record, ILogCollapser::Deliver deliver);
+
+// The per-thread record of the last message and how often it came. A thread that ends
+// without a flush still has its held-back repeat delivered, through the last delivery route.
 struct VXLogCollapserData {
+    VXLogCollapserData() = default;
+    VXLogCollapserData(const VXLogCollapserData&) = delete;
+    VXLogCollapserData& operator=(const VXLogCollapserData&) = delete;
+    ~VXLogCollapserData() {
+        if (deliver != nullptr)
+            resolve(*this, deliver);
+    }
+
     bool present = false;
     VXLogData last;
     int32_t count = 0;
+    ILogCollapser::Deliver deliver = nullptr;
 };
 
 VXThreadLocal<VXLogCollapserData> tRecord;
@@ -36,9 +49,13 @@ void resolve(VXLogCollapserData& record, ILogCollapser::Deliver deliver) {
 }  // namespace
 
 VXResult VXLogCollapser::offer(const VXLogData& data, Deliver deliver) {
-    if (!_enabled)
-        return VXStatus::eNo;
     VXLogCollapserData& record = tRecord.get();
+    record.deliver = deliver;
+    if (!_enabled) {
+        // A repeat held back before collapsing was switched off comes before this message.
+        resolve(record, deliver);
+        return VXStatus::eNo;
+    }
     if (record.present && sameMessage(record.last, data)) {
         ++record.count;
         return VXError::eNoError;

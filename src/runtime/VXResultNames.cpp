@@ -272,22 +272,29 @@ const char16_t* VXResult::codeName(int32_t code) {
     const auto* end = std::end(kNames);
     const auto* it = std::lower_bound(std::begin(kNames), end, code,
                                       [](const CodeName& entry, int32_t c) { return entry.code < c; });
-    if (it != end && it->code == code) return it->name;
+    if (it != end && it->code == code)
+        return it->name;
+    // Resolvers run without the lock: one may name a code itself, or register another.
+    std::vector<CodeNameResolver> list;
     {
         Resolvers& r = resolvers();
         std::lock_guard<std::mutex> guard(r.lock);
-        for (CodeNameResolver resolver : r.list) {
-            if (const char16_t* name = resolver(code)) return name;
-        }
+        list = r.list;
+    }
+    for (CodeNameResolver resolver : list) {
+        if (const char16_t* name = resolver(code))
+            return name;
     }
     for (const RangeWord& range : kRanges) {
-        if (code >= range.first && code <= range.last) return range.word;
+        if (code >= range.first && code <= range.last)
+            return range.word;
     }
     return u"unrecognized error code";
 }
 
 void VXResult::registerCodeNameResolver(CodeNameResolver resolver) {
-    if (resolver == nullptr) return;
+    if (resolver == nullptr)
+        return;
     Resolvers& r = resolvers();
     std::lock_guard<std::mutex> guard(r.lock);
     r.list.push_back(resolver);

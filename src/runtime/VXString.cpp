@@ -161,6 +161,9 @@ bool VXString::reserve_(uint32_t needed) {
 VXString& VXString::operator=(const VXString& other) {
     if (this != &other && !assign(other._buffer, static_cast<int32_t>(other._length))) {
         VX_LOG(VXLogLevel::eError, u"Failure in VXString = operator");
+        // The old contents stay, and so does their flag.
+        _secure = _secure || other._secure;
+        return *this;
     }
     _secure = other._secure;
     return *this;
@@ -171,8 +174,11 @@ VXString& VXString::operator=(VXString&& other) noexcept {
         return *this;
     if (_allocator != other._allocator) {
         // A buffer always goes back to the allocator it came from: take a copy instead.
-        if (!assign(other._buffer, static_cast<int32_t>(other._length)))
+        if (!assign(other._buffer, static_cast<int32_t>(other._length))) {
             VX_LOG(VXLogLevel::eError, u"Failure in VXString = operator");
+            _secure = _secure || other._secure;
+            return *this;
+        }
         _secure = other._secure;
         return *this;
     }
@@ -253,7 +259,9 @@ bool VXString::assign(const char16_t* text, int32_t count) {
     if (n > kMaxLength)
         return false;
     if (text >= _buffer && text < _buffer + _capacity) {
+        // Part of our own text: still ours, flag and all.
         VXString copy(text, static_cast<int32_t>(n));
+        copy._secure = _secure;
         *this = std::move(copy);
         return true;
     }

@@ -114,6 +114,12 @@ VXResult serveRequests(const VXRect& captureRect, const std::shared_ptr<SharedOb
         }
         VX_RETURN_IF_ERROR(writeResult(objects.shMemResult, request));
         VX_RETURN_IF_ERROR(objects.eventCompleted->set());
+        // No later request could be served: the final result tells the host why, at once
+        // rather than after the idle end.
+        if (request.isError() && reader->isSourceLost()) {
+            reader.reset();
+            return VX_CHAIN(request);
+        }
         waitResult = objects.eventStart->wait(kRequestTimeoutMs);
     }
     reader.reset();

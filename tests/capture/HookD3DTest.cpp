@@ -6,6 +6,7 @@
 #include "D3DTestSupport.h"
 #include "HookD3D.h"
 #include "HookWithJMP.h"
+#include "support/LogCapture.h"
 #include "support/ResultText.h"
 
 namespace {
@@ -117,6 +118,64 @@ TEST_F(HookD3DTest, PatchReachesALaterDevicesListenerAndTheOriginalRunsBeforeOrA
         EXPECT_EQ(stretch(sysmem.get()), D3DERR_INVALIDCALL) << "removed: the system's own call again";
         EXPECT_EQ(recorder.calls, 2) << "a listener still registered hears nothing once removed";
     }
+}
+
+// The patch pointed at a page that is then decommitted cannot come off: the original, still
+// patched, would jump straight back into the replacement and recurse until the stack ran out.
+TEST_F(HookD3DTest, APatchThatCannotComeOffIsReportedAndTheOriginalIsNotCalled) {
+    C_ComPtr<IDirect3DDevice9> device;
+    ASSERT_TRUE(HookD3D::createDummyDevice(device.put()).isSuccess());
+    const C_ComPtr<IDirect3DSurface9> source = d3dtest::makeSurface(device.get(), kSize, kSize);
+    const C_ComPtr<IDirect3DSurface9> dest = d3dtest::makeSurface(device.get(), kSize, kSize);
+    ASSERT_TRUE(source && dest);
+    void* code = (*reinterpret_cast<void* const* const*>(device.get()))[HookD3D::kSlotStretchRect];
+    const HookWithJMP::Bytes originalHead = headOf(code);
+    const auto replacement = reinterpret_cast<const void*>(HookD3D::replacementStretchRect());
+    for (const uint32_t mode : {HookD3D::eCallOriginalBefore, HookD3D::eCallOriginalAfter}) {
+        ASSERT_EQ(HookD3D::installStretchRectHook(mode).code(), VXError::eNoError);
+        Recorder recorder;
+        HookD3D::setStretchRectListener(&recorder);
+        HookWithJMP& hook = HookD3D::jumpHook();
+        void* page = VirtualAlloc(nullptr, 4096, MEM_COMMIT | MEM_RESERVE, PAGE_EXECUTE_READWRITE);
+        ASSERT_NE(page, nullptr);
+        ASSERT_EQ(hook.prepare(page, replacement).code(), VXError::eNoError);
+        VirtualFree(page, 4096, MEM_DECOMMIT);
+        LogCapture log;
+        EXPECT_EQ(device->StretchRect(source.get(), nullptr, dest.get(), nullptr, D3DTEXF_NONE), E_FAIL)
+            << mode;
+        EXPECT_EQ(recorder.calls, 1) << "the listener still hears of the call, mode " << mode;
+        EXPECT_TRUE(log.contains("StretchRect still patched: the original is not called")) << mode;
+        EXPECT_TRUE(log.contains("Method \"VirtualProtect\" returned Win32 error")) << mode;
+        // The system's code was left patched: its own bytes go back, and the hook onto it for
+        // the removal.
+        ASSERT_EQ(headOf(code), HookWithJMP::makePatch(replacement));
+        DWORD old = 0;
+        ASSERT_TRUE(VirtualProtect(code, HookWithJMP::kPatchSize, PAGE_EXECUTE_READWRITE, &old));
+        std::memcpy(code, originalHead.data(), HookWithJMP::kPatchSize);
+        VirtualProtect(code, HookWithJMP::kPatchSize, old, &old);
+        ASSERT_EQ(hook.prepare(code, replacement).code(), VXError::eNoError);
+        ASSERT_EQ(HookD3D::removeStretchRectHook().code(), VXError::eNoError);
+        EXPECT_EQ(headOf(code), originalHead);
+        HookD3D::setStretchRectListener(nullptr);
+    }
+}
+
+// What a structured exception unwinding past the re-patch leaves: the original's own bytes. The
+// next capture's listener puts the patch back, so StretchRect is heard again.
+TEST_F(HookD3DTest, ThePatchLeftOffByACallThatNeverCameBackIsPutBackForTheNextListener) {
+    C_ComPtr<IDirect3DDevice9> device;
+    ASSERT_TRUE(HookD3D::createDummyDevice(device.put()).isSuccess());
+    const C_ComPtr<IDirect3DSurface9> source = d3dtest::makeSurface(device.get(), kSize, kSize);
+    const C_ComPtr<IDirect3DSurface9> dest = d3dtest::makeSurface(device.get(), kSize, kSize);
+    ASSERT_TRUE(source && dest);
+    ASSERT_EQ(HookD3D::installStretchRectHook(HookD3D::eCallOriginalBefore).code(), VXError::eNoError);
+    ASSERT_EQ(HookD3D::jumpHook().unhook().code(), VXError::eNoError);
+    Recorder recorder;
+    HookD3D::setStretchRectListener(&recorder);
+    EXPECT_EQ(headOf(reinterpret_cast<const void*>(HookD3D::originalStretchRect())),
+              HookWithJMP::makePatch(reinterpret_cast<const void*>(HookD3D::replacementStretchRect())));
+    EXPECT_EQ(device->StretchRect(source.get(), nullptr, dest.get(), nullptr, D3DTEXF_NONE), D3D_OK);
+    EXPECT_EQ(recorder.calls, 1);
 }
 
 TEST(HookWithJMP, RefusesUseBeforePrepareAndCodeItCannotReach) {

@@ -77,6 +77,14 @@ TEST_F(ReaderNotification, SourcesAreCheckedCopiedAndScannedAndReadbackSurfacesK
               VXError::eNoError);
     EXPECT_FALSE(anyNotBlack) << "opaque black is black";
     EXPECT_EQ(rgbAt(*image, kWidth - 1, kHeight - 1), 0u);
+    // Inverted rectangles lie "inside" the image by their corners; both copies refuse them.
+    for (const VXRect& wrong : {VXRect(kWidth - 1, 0, 0, kHeight), VXRect(0, kHeight - 1, kWidth, 0)}) {
+        MagD3DScreenReader::CopyTarget inverted{wrong, image};
+        EXPECT_EQ(MagD3DScreenReader::compareAndCopy(black.get(), black.get(), inverted, different).code(),
+                  VXError::eBadParameter);
+        EXPECT_EQ(MagD3DScreenReader::copySurfaceToImage(black.get(), wrong, image, anyNotBlack).code(),
+                  VXError::eBadParameter);
+    }
     C_ComPtr<IDirect3DSurface9> taller =
         d3dtest::makeSurface(device.get(), kWidth, kHeight + 1, D3DPOOL_SYSTEMMEM);
     EXPECT_THAT(text(MagD3DScreenReader::compareSurfaces(black.get(), taller.get(), different)),
@@ -112,6 +120,8 @@ TEST_F(ReaderNotification, SourcesAreCheckedCopiedAndScannedAndReadbackSurfacesK
     // Each refusal with its message, on a fresh reader; a failure stays for the capture.
     const RECT tooWide = {0, 0, kWidth + 1, kHeight};
     const RECT negative = {-1, 0, 10, 10};
+    const RECT inverted = {kWidth - 1, 0, 0, kHeight};
+    const RECT upsideDown = {0, kHeight - 1, kWidth, 0};
     C_ComPtr<IDirect3DSurface9> tiny = d3dtest::makeSurface(device.get(), 32, 32);
     C_ComPtr<IDirect3DSurface9> plain = d3dtest::makeSurface(device.get(), kWidth, kHeight, D3DPOOL_SCRATCH);
     ASSERT_TRUE(tiny && plain);
@@ -124,6 +134,8 @@ TEST_F(ReaderNotification, SourcesAreCheckedCopiedAndScannedAndReadbackSurfacesK
     } refusals[] = {
         {target.get(), &tooWide, "pSourceRect out of bounds (0, 0, 65, 48)"},
         {target.get(), &negative, "pSourceRect out of bounds (-1, 0, 10, 10)"},
+        {target.get(), &inverted, "pSourceRect out of bounds (63, 0, 0, 48)"},
+        {target.get(), &upsideDown, "pSourceRect out of bounds (0, 47, 64, 0)"},
         {nullptr, nullptr, "pSourceSurface is nullptr"},
         {tiny.get(), nullptr, "Unexpected src surface size (32, 32)"},
         {plain.get(), nullptr, "Unexpected src surface usage (0x0)"},

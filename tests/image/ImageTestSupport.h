@@ -11,6 +11,7 @@
 
 #include "VXImage.h"
 #include "VXImageUtils.h"
+#include "VXSubImage.h"
 #include "support/ResultText.h"
 
 namespace imagetest {
@@ -23,6 +24,14 @@ inline std::shared_ptr<VXImage> makeImage(int32_t width, int32_t height, int32_t
     const VXResult r = VXImageUtils::createImage(VXSize(width, height), bitDepth, colorInfo, image);
     EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
     return image;
+}
+
+// A view of rect of parent.
+inline std::shared_ptr<VXImage> subImage(const std::shared_ptr<VXImage>& parent, const VXRect& rect) {
+    auto view = std::make_shared<VXSubImage>();
+    const VXResult r = view->initialize(parent, rect);
+    EXPECT_TRUE(r.isSuccess()) << r.message().toUtf8();
+    return view;
 }
 
 // Every byte of every row (padding included) from a seeded generator.

@@ -49,4 +49,25 @@ TEST(VXImage, StrideRulePadsRowsToFourBytesOnlyWholeWordRowsAreAllocatedAndAcces
     }
 }
 
+// Depths between the laid-out ones get rows of no bytes: a 4 x 4 image of 20 bits would get
+// 8 bytes, and its last pixel would lie past them.
+TEST(VXImage, DepthsTheStrideRuleCannotLayOutAreRefusedWhereImagesAreMadeOrAllocated) {
+    for (const int32_t depth : {0, 9, 14, 17, 20, 23, 25, 31, 33, 64}) {
+        SCOPED_TRACE(testing::Message() << depth << " bits");
+        std::shared_ptr<VXImage> made;
+        const VXResult created = VXImage::create(4, 4, depth, made);
+        EXPECT_EQ(created.code(), VXError::eBadParameter);
+        EXPECT_THAT(text(created), HasSubstr("VXImage::create() -- unsupported image bpp ["));
+        VXImage image(4, 4, depth);
+        const VXResult allocated = image.allocate();
+        EXPECT_EQ(allocated.code(), VXError::eBadParameter);
+        if (allocated.isSuccess())
+            *image.getPixelPtr(3, 3) = 0;
+    }
+    for (const int32_t depth : {1, 2, 4, 8, 15, 16, 24, 32}) {
+        VXImage image(4, 4, depth);
+        EXPECT_TRUE(image.allocate().isSuccess()) << depth;
+    }
+}
+
 }  // namespace

@@ -53,4 +53,40 @@ TEST(VXImageUtilsCopy, OverlappingRectsPaddedRowsAndAnEmptySourceRectCopyExactly
     }
 }
 
+// Rects that overlap in one image, or in two sub-images of one parent, in every direction:
+// each destination pixel gets the source pixel as it was before the copy.
+TEST(VXImageUtilsCopy, OverlappingRectsOfOneImageOrOfSubImagesOfOneParentCopyAsFromASnapshot) {
+    const struct {
+        VXRect to, from;
+    } moves[] = {{VXRect(0, 1, 6, 6), VXRect(0, 0, 6, 5)},
+                 {VXRect(0, 0, 6, 5), VXRect(0, 1, 6, 6)},
+                 {VXRect(1, 2, 5, 6), VXRect(0, 0, 4, 4)},
+                 {VXRect(0, 0, 4, 4), VXRect(2, 1, 6, 5)}};
+    for (const bool views : {false, true}) {
+        for (const auto& m : moves) {
+            SCOPED_TRACE(testing::Message()
+                         << (views ? "sub-images " : "one image ") << m.to.toString().toUtf8() << " from "
+                         << m.from.toString().toUtf8());
+            const auto image = makeImage(6, 6, 32);
+            imagetest::fillRandom(*image, 5);
+            const auto before = makeImage(6, 6, 32);
+            std::memcpy(before->getBits(), image->getBits(), static_cast<size_t>(image->getImageSize()));
+            const VXResult r =
+                views ? VXImageUtils::copy(imagetest::subImage(image, m.to), VXRect(m.to.getSize()),
+                                           imagetest::subImage(image, m.from), VXRect(m.from.getSize()))
+                      : VXImageUtils::copy(image, m.to, image, m.from);
+            ASSERT_TRUE(r.isSuccess()) << r.message().toUtf8();
+            for (int32_t y = 0; y < 6; ++y) {
+                for (int32_t x = 0; x < 6; ++x) {
+                    const bool inside = m.to.isEnclosing(VXRect(x, y, x + 1, y + 1));
+                    const int32_t sx = inside ? x - m.to.getLeft() + m.from.getLeft() : x;
+                    const int32_t sy = inside ? y - m.to.getTop() + m.from.getTop() : y;
+                    ASSERT_EQ(imagetest::get32(*image, x, y), imagetest::get32(*before, sx, sy))
+                        << x << "," << y;
+                }
+            }
+        }
+    }
+}
+
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "ImageTestSupport.h"
 #include "support/LogCapture.h"
 
@@ -35,8 +37,8 @@ TEST(VXImageUtilsScaleUpFast50, RepeatsEachPixelIntoATwoByTwoBlockOfADestination
 }
 
 // Nearest-centre sampling is checked for any rectangles by the image utilities fuzz target; not
-// that the rest of the destination stays as it was, nor the refusal of overlapping rectangles.
-TEST(VXImageUtilsScale, StretchWritesOnlyTheDestinationRectAndOverlapIsRefused) {
+// that the rest of the destination stays as it was, nor rects that share memory.
+TEST(VXImageUtilsScale, StretchWritesOnlyTheDestinationRectAndOverlapReadsTheSourceAsItWas) {
     const auto src = makeImage(4, 4, 32);
     for (int32_t y = 0; y < 4; ++y)
         for (int32_t x = 0; x < 4; ++x)
@@ -50,8 +52,36 @@ TEST(VXImageUtilsScale, StretchWritesOnlyTheDestinationRectAndOverlapIsRefused) 
         for (int32_t x = 0; x < 8; ++x)
             EXPECT_EQ(get32(*wide, x, y), y == 1 ? expected[x] : 0u) << x << "," << y;
 
-    EXPECT_THAT(text(VXImageUtils::scale(src, VXRect(0, 0, 2, 2), src, VXRect(1, 1, 3, 3))),
-                HasSubstr("Parameter check \"src != dst || srcRect.intersect(dstRect).isEmpty()\" failed"));
+    // Enlarged and reduced within one image and between sub-images of one parent: the same as
+    // from a separate copy of the source.
+    const struct {
+        VXRect from, to;
+    } overlaps[] = {{VXRect(0, 0, 3, 3), VXRect(1, 1, 7, 7)},
+                    {VXRect(1, 1, 7, 7), VXRect(0, 0, 3, 3)},
+                    {VXRect(2, 3, 6, 7), VXRect(0, 0, 7, 5)}};
+    for (const bool views : {false, true}) {
+        for (const auto& o : overlaps) {
+            SCOPED_TRACE(testing::Message()
+                         << (views ? "sub-images " : "one image ") << o.from.toString().toUtf8() << " to "
+                         << o.to.toString().toUtf8());
+            const auto image = makeImage(8, 8, 32);
+            imagetest::fillRandom(*image, 17);
+            const auto expectedImage = makeImage(8, 8, 32);
+            std::memcpy(expectedImage->getBits(), image->getBits(),
+                        static_cast<size_t>(image->getImageSize()));
+            const auto snapshot = makeImage(8, 8, 32);
+            std::memcpy(snapshot->getBits(), image->getBits(), static_cast<size_t>(image->getImageSize()));
+            ASSERT_TRUE(VXImageUtils::scale(snapshot, o.from, expectedImage, o.to).isSuccess());
+            const VXResult r =
+                views ? VXImageUtils::scale(imagetest::subImage(image, o.from), VXRect(o.from.getSize()),
+                                            imagetest::subImage(image, o.to), VXRect(o.to.getSize()))
+                      : VXImageUtils::scale(image, o.from, image, o.to);
+            ASSERT_TRUE(r.isSuccess()) << r.message().toUtf8();
+            EXPECT_EQ(std::memcmp(image->getBits(), expectedImage->getBits(),
+                                  static_cast<size_t>(image->getImageSize())),
+                      0);
+        }
+    }
 }
 
 }  // namespace

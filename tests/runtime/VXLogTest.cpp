@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <future>
 #include <thread>
 
 #include "VXLog.h"
@@ -123,6 +124,37 @@ TEST(VXLogCollapse, FiveRepeatsAreNoticedTwoAreWrittenTwiceAndEachThreadHasItsOw
                   "same", "The last log message in this thread was repeated 4 time(s)\n\t\"same\"", "twice",
                   "twice", "twice"}));
     EXPECT_THAT(log.bodies()[1], StartsWith("i: "));  // the notice keeps the stored level
+}
+
+TEST(VXLogCollapse, AHeldBackRepeatIsWrittenWhenItsThreadEndsAndBeforeAnythingLoggedUncollapsed) {
+    const std::string notice = "The last log message in this thread was repeated 2 time(s)\n\t";
+    LogCapture log;
+    std::thread([] {
+        for (int i = 0; i < 3; ++i)
+            VX_LOG_INFO(u"ending");
+    }).join();
+    EXPECT_EQ(messages(log), (std::vector<std::string>{"ending", notice + "\"ending\""}));
+
+    // Switched off: this thread's repeat at once, another thread's before its next line.
+    log.clear();
+    std::promise<void> repeated, switchedOff;
+    std::thread other([&repeated, off = switchedOff.get_future()]() mutable {
+        for (int i = 0; i < 3; ++i)
+            VX_LOG_INFO(u"late");
+        repeated.set_value();
+        off.wait();
+        VX_LOG_INFO(u"next");
+    });
+    repeated.get_future().wait();
+    for (int i = 0; i < 3; ++i)
+        VX_LOG_INFO(u"held");
+    VXLog::setCollapsingEnabled(false);
+    VX_LOG_INFO(u"after");
+    switchedOff.set_value();
+    other.join();
+    VXLog::setCollapsingEnabled(true);
+    EXPECT_EQ(messages(log), (std::vector<std::string>{"late", "held", notice + "\"held\"", "after",
+                                                       notice + "\"late\"", "next"}));
 }
 
 TEST(VXLogCommandLine, SessionKeyAndItsValueAreHidden) {

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <string>
+#include <thread>
 
 #include "VXResult.h"
 #include "support/ResultText.h"
@@ -34,6 +37,18 @@ TEST(VXResultCodes, BoundaryHoleRangeWordsResolversAndPlatformMappings) {
     EXPECT_EQ(name(7778), "Second::eEight");
     EXPECT_EQ(name(2005), "VXError::eBadParameter");
     EXPECT_EQ(name(7779), "broker error code");
+    // A resolver that names another code itself; asked on a thread of its own so that a
+    // deadlock fails the test instead of hanging it.
+    VXResult::registerCodeNameResolver([](int32_t code) -> const char16_t* {
+        return code == 7790 && VXString(VXResult::codeName(7791)) == VXString(u"broker error code")
+                   ? u"Third::eAskedAgain"
+                   : nullptr;
+    });
+    std::promise<std::string> named;
+    std::future<std::string> answer = named.get_future();
+    std::thread([&named] { named.set_value(name(7790)); }).detach();
+    ASSERT_EQ(answer.wait_for(std::chrono::seconds(10)), std::future_status::ready) << "codeName deadlocked";
+    EXPECT_EQ(answer.get(), "Third::eAskedAgain");
 
     // Platform errors: the named ones and the default.
     EXPECT_EQ(VXResult::mapWin32Error(0), 2000);

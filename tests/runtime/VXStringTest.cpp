@@ -98,7 +98,9 @@ struct CountingAllocator : IVXAllocator {
         ++allocations;
         return refuse ? nullptr : std::malloc(bytes);
     }
-    void* reallocate(void* buffer, size_t bytes) override { return std::realloc(buffer, bytes); }
+    void* reallocate(void* buffer, size_t bytes) override {
+        return refuse ? nullptr : std::realloc(buffer, bytes);
+    }
     void release(void* buffer) override {
         ++releases;
         std::free(buffer);
@@ -125,6 +127,35 @@ TEST(VXString, BuffersComeFromAndGoBackToTheStringsAllocator) {
         EXPECT_GE(counting.allocations, 2);
     }
     EXPECT_EQ(counting.releases, counting.allocations);
+}
+
+// Whatever way a secure string gets its new text, the flag stays while its old text does.
+TEST(VXString, TheSecureFlagSurvivesAssignmentFromItsOwnTextAndFailedAssignments) {
+    LogCapture log;
+    VXString s(u"hunter22");
+    s.setSecure(true);
+    ASSERT_TRUE(s.substr(1, s).isSuccess());
+    EXPECT_TRUE(s.isSecure()) << "substr into itself";
+    ASSERT_TRUE(s.assign(s.c_str() + 1, 3));
+    EXPECT_TRUE(s.isSecure()) << "assign from its own buffer";
+    EXPECT_EQ(text(VXString(s.view())), "nte");
+
+    CountingAllocator refusing;
+    VXString starved(&refusing);
+    ASSERT_TRUE(starved.append(u"swordfish"));
+    starved.setSecure(true);
+    refusing.refuse = true;
+    const VXString longer(u'x', 100);
+    starved = longer;
+    EXPECT_TRUE(starved.isSecure()) << "a failed copy keeps the old text";
+    starved = VXString(u'y', 100);
+    EXPECT_TRUE(starved.isSecure()) << "a failed move from another allocator too";
+    VX_LOG_ERROR(u"contents: %s", starved);
+    EXPECT_TRUE(log.contains("contents: (secure)"));
+    EXPECT_FALSE(log.contains("swordfish"));
+    refusing.refuse = false;
+    starved = longer;
+    EXPECT_FALSE(starved.isSecure()) << "a plain text that did arrive is plain";
 }
 
 #ifdef _WIN32

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <cstring>
+
 #include "C_ComPtr.h"
 #include "HookWithJMP.h"
 #include "VXChecks.h"
@@ -16,21 +18,27 @@ uint32_t gMode = HookD3D::eCallOriginalNever;
 IDirect3DDevice9_StretchRect_Listener* gListener = nullptr;
 HookWithJMP gHook;
 
-// Puts the jump back when the original returns, or unwinds.
+// Puts the jump back when the original returns, or unwinds; a failure is logged, since
+// Direct3D's caller can only see an HRESULT.
 class RepatchOnExit {
 public:
     RepatchOnExit() = default;
     RepatchOnExit(const RepatchOnExit&) = delete;
     RepatchOnExit& operator=(const RepatchOnExit&) = delete;
-    ~RepatchOnExit() { (void)gHook.hook(); }
+    ~RepatchOnExit() { gHook.hook().logIfError(VX_SITE); }
 };
 
 // The original cannot be called while its first bytes jump back here, so the patch comes off
-// for the call. Failures of the unpatch or repatch are not reported: Direct3D's caller can
-// only see an HRESULT.
+// for the call. If it does not come off, the call would come straight back here and recurse
+// until the stack ran out: it is not made, the failure is logged and the caller gets E_FAIL.
 HRESULT callOriginal(IDirect3DDevice9* device, IDirect3DSurface9* sourceSurface, const RECT* sourceRect,
                      IDirect3DSurface9* destSurface, const RECT* destRect, D3DTEXTUREFILTERTYPE filter) {
-    (void)gHook.unhook();
+    const VXResult unpatched = gHook.unhook();
+    if (unpatched.isError()) {
+        VXResult(unpatched, VX_SITE, u"StretchRect still patched: the original is not called")
+            .logIfError(VX_SITE);
+        return E_FAIL;
+    }
     RepatchOnExit repatch;
     return gOriginal(device, sourceSurface, sourceRect, destSurface, destRect, filter);
 }
@@ -110,6 +118,13 @@ VXResult removeStretchRectHook() {
 
 void setStretchRectListener(IDirect3DDevice9_StretchRect_Listener* listener) {
     gListener = listener;
+    // A structured exception in the original may unwind past the re-patch without running it
+    // (not every build unwinds C++ frames for one), which would leave every later StretchRect
+    // unheard. Each capture registers its listener first: the patch goes back on then.
+    if (listener != nullptr && gOriginal != nullptr && gHook.target() != nullptr &&
+        std::memcmp(gHook.target(), gHook.patchBytes().data(), HookWithJMP::kPatchSize) != 0) {
+        gHook.hook().logIfError(VX_SITE);
+    }
 }
 
 IDirect3DDevice9_StretchRect_Listener* stretchRectListener() {
@@ -122,6 +137,10 @@ StretchRectFn originalStretchRect() {
 
 StretchRectFn replacementStretchRect() {
     return &stretchRectReplacement;
+}
+
+HookWithJMP& jumpHook() {
+    return gHook;
 }
 
 }  // namespace HookD3D

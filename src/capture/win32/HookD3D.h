@@ -11,6 +11,8 @@
 #include "IDirect3DDevice9_StretchRect_Listener.h"
 #include "VXResult.h"
 
+class HookWithJMP;
+
 namespace HookD3D {
 
 // When the replacement runs the system's StretchRect. Any other value means never: every call
@@ -35,7 +37,8 @@ VXResult createDummyDevice(IDirect3DDevice9** ppDevice);
 
 VXResult installStretchRectHook(uint32_t mode);
 VXResult removeStretchRectHook();
-// Null unregisters. Not owned.
+// Null unregisters. Not owned. Registering puts the patch back if a call of the original left
+// it off.
 void setStretchRectListener(IDirect3DDevice9_StretchRect_Listener* listener);
 IDirect3DDevice9_StretchRect_Listener* stretchRectListener();
 
@@ -43,5 +46,7 @@ IDirect3DDevice9_StretchRect_Listener* stretchRectListener();
 StretchRectFn originalStretchRect();
 // The function the patch jumps to.
 StretchRectFn replacementStretchRect();
+// The patch itself, for tests that make its writes fail. Same thread rules as the rest.
+HookWithJMP& jumpHook();
 
 }  // namespace HookD3D

@@ -35,6 +35,11 @@ RECT toRECT(const VXRect& rect) {
     return RECT{rect.getLeft(), rect.getTop(), rect.getRight(), rect.getBottom()};
 }
 
+// Edges in order: an inverted rect lies inside whatever encloses its corners, yet has a width.
+bool isOrdered(const VXRect& rect) {
+    return rect.getLeft() <= rect.getRight() && rect.getTop() <= rect.getBottom();
+}
+
 bool rowHasColor(const uint8_t* row, int32_t width) {
     for (int32_t x = 0; x < width; ++x) {
         uint32_t pixel = 0;
@@ -190,8 +195,11 @@ VXResult MagD3DScreenReader::checkSource_(IDirect3DDevice9* device, IDirect3DSur
         return VX_ERROR(VXError::eUnexpected, u"Device (pThis) is nullptr");
     const int32_t width = _captureRect.getWidth();
     const int32_t height = _captureRect.getHeight();
+    // An inverted rectangle passes the edge tests and has a width, but copying it runs past the
+    // image's end.
     if (sourceRect != nullptr && (sourceRect->left < 0 || sourceRect->top < 0 || sourceRect->right > width ||
-                                  sourceRect->bottom > height)) {
+                                  sourceRect->bottom > height || sourceRect->left > sourceRect->right ||
+                                  sourceRect->top > sourceRect->bottom)) {
         return VX_ERROR(VXError::eUnexpected, u"pSourceRect out of bounds (%d, %d, %d, %d)", sourceRect->left,
                         sourceRect->top, sourceRect->right, sourceRect->bottom);
     }
@@ -335,6 +343,7 @@ VXResult MagD3DScreenReader::compareAndCopy(IDirect3DSurface9* pSurface1, IDirec
     VX_CHECK_PARAM(imageDst);
     VX_CHECK_PARAM(imageDst->getBits());
     VX_CHECK_PARAM(imageDst->getBytesPerPixel() == 4);
+    VX_CHECK_PARAM(isOrdered(copy.rect));
     VX_CHECK_PARAM(VXRect(imageDst->getSize()).isEnclosing(copy.rect));
     return compareRows_(pSurface1, pSurface2, &copy, different);
 }
@@ -420,6 +429,7 @@ VXResult MagD3DScreenReader::copySurfaceToImage(IDirect3DSurface9* pSysMemSurfac
     VX_CHECK_PARAM(imageDst);
     VX_CHECK_PARAM(imageDst->getBits());
     VX_CHECK_PARAM(imageDst->getBytesPerPixel() == 4);
+    VX_CHECK_PARAM(isOrdered(rect));
     VX_CHECK_PARAM(VXRect(imageDst->getSize()).isEnclosing(rect));
 
     RECT lockRect = toRECT(rect);

@@ -1,6 +1,7 @@
 #include "VXImageWin32.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -14,7 +15,10 @@ namespace {
 constexpr int32_t kHeaderSize = sizeof(BITMAPINFOHEADER);  // 40
 constexpr int32_t kMaskBytes = 3 * sizeof(uint32_t);
 constexpr int32_t kColorTableBytes = VXColorInfo::kColorTableSize * sizeof(uint32_t);
+constexpr const char16_t* kAllocate = u"VXImageWin32::allocate()";
 constexpr const char16_t* kBlend = u"VXImageWin32::blend()";
+// A 16-bit BI_RGB bitmap holds 5-5-5 pixels; only BI_BITFIELDS names other masks.
+constexpr uint32_t kRgb555Masks[3] = {0x7C00, 0x03E0, 0x001F};
 constexpr const char16_t* kColorInfoFromBitmap = u"VXImageWin32::createColorInfoFromBitmap()";
 
 std::atomic<int32_t> gHandlesCreated{0};
@@ -94,7 +98,16 @@ void VXImageWin32::FreeBitmapInfo::operator()(BITMAPINFO* info) const {
 VXImageWin32::VXImageWin32() = default;
 
 VXImageWin32::VXImageWin32(int32_t width, int32_t height, int32_t bitDepth)
-    : VXImage(width, height, bitDepth) {}
+    : VXImage(width, height, bitDepth) {
+    // GDI pads every row of a section to whole 32-bit words from the rounded-up bit count;
+    // the plain stride rule pads sub-byte rows by one byte more, which walks past the section.
+    if (bitDepth >= 1 && bitDepth < 8) {
+        const int64_t stride = ((static_cast<int64_t>(width) * bitDepth + 31) / 32) * 4;
+        _bytesPerLine = static_cast<int32_t>(static_cast<uint32_t>(stride));
+        _padding = _bytesPerLine - rowBytes(width, bitDepth);
+        _imageSize = static_cast<int64_t>(_bytesPerLine) * height;
+    }
+}
 
 VXImageWin32::~VXImageWin32() {
     if (_bitmap != nullptr) {
@@ -161,6 +174,15 @@ int32_t VXImageWin32::bitmapInfoSize(int32_t bitDepth) {
 VXResult VXImageWin32::allocate() {
     if (_bitmapInfo || _bits != nullptr)
         return VX_ERROR(VXError::eExists, u"attempting to allocate but _lpbmi,_lpbits not NULL");
+    if (!isLaidOut(_bitDepth)) {
+        return VX_ERROR(VXError::eBadParameter, u"%s -- unsupported image bpp [%d]", kAllocate, _bitDepth);
+    }
+    // biSizeImage is 32 bits; larger sections are refused rather than described as empty.
+    const int64_t pixelBytes = static_cast<int64_t>(_bytesPerLine) * _height;
+    if (pixelBytes < 0 || pixelBytes > INT32_MAX) {
+        return VX_ERROR(VXError::eBadParameter, u"%s -- invalid image size %s", kAllocate,
+                        getSize().toString());
+    }
     const int32_t infoSize = bitmapInfoSize(_bitDepth);
     VX_CHECK_PARAM(infoSize > 0);
     std::unique_ptr<BITMAPINFO, FreeBitmapInfo> info(static_cast<BITMAPINFO*>(std::calloc(1, infoSize)));
@@ -174,7 +196,7 @@ VXResult VXImageWin32::allocate() {
     header.biPlanes = 1;
     header.biBitCount = static_cast<WORD>(_bitDepth);
     header.biCompression = BI_RGB;
-    header.biSizeImage = static_cast<DWORD>(static_cast<int64_t>(_bytesPerLine) * _height);
+    header.biSizeImage = static_cast<DWORD>(pixelBytes);
     if (_bitDepth == 8 || _bitDepth == 16) {
         if (!_colorInfo) {
             std::shared_ptr<VXColorInfo> created = vxMakeShared<VXColorInfo>();
@@ -387,6 +409,11 @@ VXResult VXImageWin32::createColorInfoFromBitmap() {
         uint32_t masks[3];
         std::memcpy(masks, _bitmapInfo->bmiColors, kMaskBytes);
         info = vxMakeShared<VXColorInfo>(static_cast<uint8_t>(_bitDepth), masks[0], masks[1], masks[2], 0u);
+        if (!info)
+            return VX_ERROR(VXError::eNoMemory, u"Error returned");
+    } else if (_bitDepth == 16) {
+        info = vxMakeShared<VXColorInfo>(static_cast<uint8_t>(_bitDepth), kRgb555Masks[0], kRgb555Masks[1],
+                                         kRgb555Masks[2], 0u);
         if (!info)
             return VX_ERROR(VXError::eNoMemory, u"Error returned");
     } else {

@@ -14,6 +14,7 @@
 class VXImageWin32 : public VXImage {
 public:
     VXImageWin32();
+    // Rows of depths below 8 bits take GDI's stride (whole 32-bit words), which the section has.
     VXImageWin32(int32_t width, int32_t height, int32_t bitDepth);
     ~VXImageWin32() override;
 

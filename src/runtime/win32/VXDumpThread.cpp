@@ -62,7 +62,15 @@ void enableDebugPrivilege() {
 }  // namespace
 
 VXDumpThread::VXDumpThread(EXCEPTION_POINTERS* exception, DWORD threadId)
-    : VXThread(kThreadName), _exception(exception), _threadId(threadId) {}
+    : VXThread(kThreadName),
+      _exception(exception),
+      _threadId(threadId),
+      _running(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+
+VXDumpThread::~VXDumpThread() {
+    if (_running != nullptr)
+        CloseHandle(_running);
+}
 
 void VXDumpThread::setLibraryName(const VXString& name) {
     std::lock_guard<std::mutex> guard(gLibraryLock);
@@ -72,6 +80,8 @@ void VXDumpThread::setLibraryName(const VXString& name) {
 }
 
 VXResult VXDumpThread::run() {
+    if (_running != nullptr)
+        SetEvent(_running);
     VX_LOG(VXLogLevel::eCritical, u"VXDumpThread::run()");
     const VXString name = libraryName();
     const HMODULE library = LoadLibraryW(name.wstr());
@@ -128,7 +138,17 @@ bool VXDumpThread::writeDump(EXCEPTION_POINTERS* exception, uint32_t timeoutMs) 
         delete thread;
         return false;
     }
-    // A dump thread that is still running keeps its object: leaked rather than freed under it.
+    // A new thread starts only once it may take the loader lock; a crash while the crashing
+    // thread holds it would otherwise wait out the whole time-out for a dump that never comes.
+    // A dump thread that is not done keeps its object: leaked rather than freed under it.
+    const DWORD startMs = timeoutMs < kStartWaitMs ? timeoutMs : kStartWaitMs;
+    if (thread->_running != nullptr && WaitForSingleObject(thread->_running, startMs) != WAIT_OBJECT_0) {
+        VX_LOG(VXLogLevel::eCritical,
+               u"Crash dump thread did not start within %u ms (is the loader lock held?). No crash dump "
+               u"written.",
+               startMs);
+        return false;
+    }
     if (thread->join(timeoutMs, false).isError())
         return false;
     const bool logged = thread->result().isSuccess();

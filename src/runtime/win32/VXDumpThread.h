@@ -14,9 +14,14 @@ class VXDumpThread : public VXThread {
 public:
     // exception may be null (a dump on request); threadId is the thread it happened on.
     VXDumpThread(EXCEPTION_POINTERS* exception, DWORD threadId);
+    ~VXDumpThread() override;
+
+    // How long writeDump waits for the dump thread to begin running.
+    static constexpr uint32_t kStartWaitMs = 5000;
 
     // Runs the dump for the calling thread's exception on a dump thread and waits for it
-    // at most timeoutMs. False when the thread could not be started, timed out or failed.
+    // at most timeoutMs, of which at most kStartWaitMs for it to begin running. False when the
+    // thread could not be started, did not begin, timed out or failed.
     static bool writeDump(EXCEPTION_POINTERS* exception, uint32_t timeoutMs);
 
     // "DBGHELP.dll" unless changed; tests name a missing library to drive the failure.
@@ -30,4 +35,5 @@ protected:
 private:
     EXCEPTION_POINTERS* _exception;
     DWORD _threadId;
+    HANDLE _running;  // set when run begins
 };

@@ -43,6 +43,10 @@ uint32_t remainingMs(uint32_t timeoutMs, ULONGLONG start) {
 VXResult VXSync::makeEventName(const VXString& name, int32_t scope, VXString& scopedName) {
     VXString out;
     bool ok = true;
+    // No name stays no name: a bare prefix would make every unnamed object of the scope one
+    // kernel object.
+    if (name.isEmpty())
+        scope = eScopeUnnamed;
     if (scope == eScopeLocal)
         ok = out.assign(kLocalPrefix);
     if (scope == eScopeGlobal)
@@ -152,7 +156,11 @@ VXString VXSync::stackWalkText(uint32_t skipFrames) {
         DWORD64 imageBase = 0;
         PRUNTIME_FUNCTION function = RtlLookupFunctionEntry(context.Rip, &imageBase, nullptr);
         if (function == nullptr) {
-            // A leaf function keeps its return address at the top of the stack.
+            // Only the innermost frame can be a leaf, which keeps its return address at the top
+            // of the stack. A caller without unwind data (generated code, a thunk) leaves its
+            // return address anywhere in its frame: the walk ends rather than list garbage.
+            if (frame > 0)
+                break;
             context.Rip = *reinterpret_cast<const DWORD64*>(context.Rsp);
             context.Rsp += sizeof(DWORD64);
         } else {

@@ -12,6 +12,7 @@
 #include "NoScreenReader.h"
 #include "VXChecks.h"
 #include "VXCrashHandler.h"
+#include "X11ScreenReader.h"
 
 namespace Vistrel {
 
@@ -60,7 +61,8 @@ VXResult PosixServerPlatform::getCommandLineArgs(VXString& cmdLineArgs) {
     return VXError::eNoError;
 }
 
-VXResult PosixServerPlatform::startCapture(bool) {
+VXResult PosixServerPlatform::startCapture(bool unitTestMode) {
+    _unitTestMode = unitTestMode;
     if (const char* how = std::getenv(kTestCrashVariable))
         crashForTest(how);
     return VXError::eNoError;
@@ -69,7 +71,10 @@ VXResult PosixServerPlatform::startCapture(bool) {
 void PosixServerPlatform::stopCapture(bool) {}
 
 std::unique_ptr<ScreenReader> PosixServerPlatform::makeReader() {
-    return std::make_unique<NoScreenReader>();
+    const char* display = std::getenv("DISPLAY");
+    if (_unitTestMode || display == nullptr || display[0] == 0)
+        return std::make_unique<NoScreenReader>();
+    return std::make_unique<X11ScreenReader>();
 }
 
 }  // namespace Vistrel

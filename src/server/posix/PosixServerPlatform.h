@@ -25,11 +25,14 @@ public:
     VXResult getCommandLineArgs(VXString& cmdLineArgs) override;
     VXResult startCapture(bool unitTestMode) override;
     void stopCapture(bool unitTestMode) override;
+    // The X11 reader on the display named by DISPLAY; in unit-test mode, or with no display
+    // named, the reader that refuses every capture.
     std::unique_ptr<ScreenReader> makeReader() override;
 
 private:
     int _argc;
     char** _argv;
+    bool _unitTestMode = false;
 };
 
 }  // namespace Vistrel

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ImageTestSupport.h"
+#include "VXImageConverter.h"
 #include "VXImageWin32.h"
 #include "VXSubImage.h"
 
@@ -54,6 +55,40 @@ TEST(VXImageWin32Allocate, FactoryMakesDibSectionsWithBitmapInfoByDepthAndCounte
     const auto eight = allocated(4, 2, 8);
     EXPECT_EQ(eight->getBitmapInfo()->bmiHeader.biClrUsed, 256u);
     EXPECT_EQ(std::memcmp(eight->getBitmapInfo()->bmiColors, VXColorInfo::fixedPalette(), 1024), 0);
+}
+
+// Sections lay rows out as GDI does, also where the plain stride rule pads sub-byte rows by
+// one byte more; sizes whose byte count biSizeImage cannot hold, and depths without a layout,
+// are refused.
+TEST(VXImageWin32Allocate, SectionsTakeGdisStrideAndRefuseWhatBitmapInfoCannotDescribe) {
+    const struct {
+        int32_t width, height, depth;
+    } layouts[] = {{10, 1024, 1}, {9, 64, 4}, {33, 3, 1}, {5, 2, 24}, {3, 2, 16}};
+    for (const auto& l : layouts) {
+        SCOPED_TRACE(testing::Message() << l.width << " x " << l.height << " x " << l.depth);
+        const auto image = allocated(l.width, l.height, l.depth);
+        DIBSECTION section = {};
+        ASSERT_EQ(GetObjectW(static_cast<HBITMAP>(image->getHandle()), sizeof(section), &section),
+                  static_cast<int>(sizeof(section)));
+        EXPECT_EQ(image->getBytesPerLine(), section.dsBm.bmWidthBytes);
+        EXPECT_EQ(image->getBitmapInfo()->bmiHeader.biSizeImage,
+                  static_cast<DWORD>(section.dsBm.bmWidthBytes * l.height));
+        // The last row lies inside the section.
+        std::memset(image->getLinePtr(l.height - 1), 0xA5, VXImage::rowBytes(l.width, l.depth));
+    }
+    const struct {
+        int32_t width, height, depth;
+        const char* message;
+    } refusals[] = {{65536, 65536, 32, "VXImageWin32::allocate() -- invalid image size [65536,65536]"},
+                    {32768, 32768, 32, "VXImageWin32::allocate() -- invalid image size [32768,32768]"},
+                    {4, 4, 20, "VXImageWin32::allocate() -- unsupported image bpp [20]"}};
+    for (const auto& r : refusals) {
+        VXImageWin32 image(r.width, r.height, r.depth);
+        const VXResult result = image.allocate();
+        EXPECT_EQ(result.code(), VXError::eBadParameter) << r.message;
+        EXPECT_THAT(text(result), HasSubstr(r.message));
+        EXPECT_EQ(image.getHandle(), nullptr);
+    }
 }
 
 // A 32-bit canvas selected into a memory context: the target of draw and blend.
@@ -181,6 +216,34 @@ TEST(VXImageWin32Files, BmpLoadsBottomUpAndBottomUpImagesSaveTopRowFirstAndViewT
     ASSERT_NE(image.getPixelPtr(2, 1), nullptr);
     EXPECT_EQ(image.getPixelPtr(0, 0)[2], 0x03);
     EXPECT_EQ(image.getPixelPtr(2, 1)[0], 0x17);
+
+    // 16 bits without masks are 5-5-5: pure red and pure green stay pure.
+    const uint16_t pixels555[2] = {0x7C00, 0x03E0};
+    const BITMAPINFOHEADER header16 = {sizeof(BITMAPINFOHEADER), 2, 1, 1, 16, BI_RGB, 4, 0, 0, 0, 0};
+    const BITMAPFILEHEADER fileHeader16 = {0x4D42, offset + 4, 0, 0, offset};
+    out = _wfopen(file.c_str(), L"wb");
+    ASSERT_NE(out, nullptr);
+    fwrite(&fileHeader16, sizeof(fileHeader16), 1, out);
+    fwrite(&header16, sizeof(header16), 1, out);
+    fwrite(pixels555, sizeof(pixels555), 1, out);
+    fclose(out);
+    auto sixteen = std::make_shared<VXImageWin32>();
+    const VXResult loaded16 = sixteen->load(VXString::fromWide(file.c_str()));
+    std::filesystem::remove(file);
+    ASSERT_TRUE(loaded16.isSuccess()) << loaded16.message().toUtf8();
+    ASSERT_EQ(sixteen->getBitDepth(), 16);
+    std::shared_ptr<VXImage> rgb;
+    ASSERT_TRUE(VXImageConverter::convert(sixteen, VXRect(sixteen->getSize()), 32, rgb).isSuccess());
+    EXPECT_EQ(get32(*rgb, 0, 0) & 0xFFFFFFu, 0xFF0000u);
+    EXPECT_EQ(get32(*rgb, 1, 0) & 0xFFFFFFu, 0x00FF00u);
+    // Wine describes such a section with BI_BITFIELDS and the 5-5-5 masks; Windows with BI_RGB
+    // alone, as here.
+    const auto described = allocated(2, 1, 16);
+    const_cast<BITMAPINFO*>(described->getBitmapInfo())->bmiHeader.biCompression = BI_RGB;
+    ASSERT_TRUE(described->createColorInfoFromBitmap().isSuccess());
+    EXPECT_EQ(described->getColorInfo()->getRedMask(), 0x7C00u);
+    EXPECT_EQ(described->getColorInfo()->getGreenMask(), 0x03E0u);
+    EXPECT_EQ(described->getColorInfo()->getBlueMask(), 0x001Fu);
 
     // A bottom-up image of our own, saved and viewed.
     auto upward = std::make_shared<VXImageWin32>(5, 3, 32);

@@ -153,6 +153,22 @@ TEST(VXCrashChild, EveryKindOfCrashGivesOneCompleteReport) {
     }
 }
 
+// No thread can begin while the crashing thread holds the loader lock: the report says so after
+// a short wait instead of waiting out the dump's minute.
+TEST(VXCrashChild, ACrashUnderTheLoaderLockIsReportedWithoutWaitingForTheDump) {
+    const auto start = std::chrono::steady_clock::now();
+    const ChildRun run = runChild(L"loader-lock");
+    const auto seconds =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
+    EXPECT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION)) << joinLines(run.lines);
+    const int crash = findLine(run.lines, "*** Crash ***");
+    ASSERT_GE(crash, 0) << joinLines(run.lines);
+    EXPECT_GT(findLine(run.lines, "LOADED MODULES DUMP END", crash), crash);
+    EXPECT_GT(findLine(run.lines, "Crash dump thread did not start within 5000 ms", crash), crash)
+        << joinLines(run.lines);
+    EXPECT_LT(seconds.count(), 40) << "the dump's minute was waited out";
+}
+
 TEST(VXCrashChild, FaultInsideTheHandlerIsReported) {
     const ChildRun run = runChild(L"handler-fault");
     EXPECT_EQ(run.exitCode, static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));

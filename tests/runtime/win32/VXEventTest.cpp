@@ -9,12 +9,20 @@
 
 namespace {
 
-TEST(VXEvent, ScopesPrefixTheName) {
+TEST(VXEvent, ScopesPrefixTheNameAndNoNameStaysNoName) {
     const char* expected[] = {"Start_x", "Start_x", "Local\\Start_x", "Global\\Start_x"};
     for (int32_t scope = 0; scope < 4; ++scope) {
         VXString out;
         ASSERT_TRUE(VXSync::makeEventName(u"Start_x", scope, out).isSuccess());
         EXPECT_EQ(text(out), expected[scope]);
+        ASSERT_TRUE(VXSync::makeEventName(u"", scope, out).isSuccess());
+        EXPECT_EQ(text(out), "") << scope;
+        // Two objects without a name are two objects, not one named by the bare prefix.
+        VXEvent first(u"", false, scope);
+        VXEvent second(u"", false, scope);
+        EXPECT_EQ(second.creationCode(), VXError::eNoError) << scope;
+        ASSERT_TRUE(first.set().isSuccess());
+        EXPECT_EQ(second.wait(0).code(), VXError::eTimeout) << scope;
     }
 }
 

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <deque>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -52,6 +55,35 @@ TEST(WaitForMultiple, OneOrAllSignalsWithOrWithoutPumpingBadListsAndAQuitWhilePu
     EXPECT_EQ(events[0]->isSignaled().code(), VXStatus::eYes);  // no wait took the signal
     events[1] = nullptr;
     EXPECT_EQ(wait(3, 0, false).code(), VXError::eNullPointer);
+}
+
+// Code without unwind data that keeps something else than its return address at the top of
+// its frame: sub rsp, 0x28; mov rax, marker; mov [rsp], rax; mov rax, callee; call rax;
+// add rsp, 0x28; ret.
+VXString gWalk;
+void walkHere() {
+    gWalk = VXSync::stackWalkText();
+}
+
+TEST(StackWalk, EndsAtAFrameWithoutUnwindDataInsteadOfListingWhatLiesOnItsStack) {
+    constexpr uint64_t kMarker = 0x0BADC0DE5EEDF00Dull;
+    uint8_t code[] = {0x48, 0x83, 0xEC, 0x28, 0x48, 0xB8, 0,    0,    0,    0,    0,   0,
+                      0,    0,    0x48, 0x89, 0x04, 0x24, 0x48, 0xB8, 0,    0,    0,   0,
+                      0,    0,    0,    0,    0xFF, 0xD0, 0x48, 0x83, 0xC4, 0x28, 0xC3};
+    const auto callee = reinterpret_cast<uint64_t>(&walkHere);
+    std::memcpy(code + 6, &kMarker, 8);
+    std::memcpy(code + 20, &callee, 8);
+    void* thunk = VirtualAlloc(nullptr, 4096, MEM_COMMIT | MEM_RESERVE, PAGE_EXECUTE_READWRITE);
+    ASSERT_NE(thunk, nullptr);
+    std::memcpy(thunk, code, sizeof(code));
+    FlushInstructionCache(GetCurrentProcess(), thunk, sizeof(code));
+    reinterpret_cast<void (*)()>(thunk)();
+    VirtualFree(thunk, 0, MEM_RELEASE);
+    const std::string walk = gWalk.toUtf8();
+    EXPECT_EQ(walk.find("BADC0DE"), std::string::npos) << walk;
+    EXPECT_EQ(walk.find("badc0de"), std::string::npos) << walk;
+    EXPECT_EQ(std::count(walk.begin(), walk.end(), '\n'), 1)
+        << "walkHere, then the thunk, then the end: " << walk;
 }
 
 }  // namespace

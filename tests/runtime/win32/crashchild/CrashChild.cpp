@@ -1,7 +1,8 @@
 // Crashes on purpose. Modes: access-violation (with a real dump), terminate, pure-virtual,
 // purecall-handler, invalid-parameter, second-thread (another thread crashes
 // while the first crash is reported), handler-fault (the log faults while the crash is being
-// reported); all but the first find no dump library.
+// reported), loader-lock (the crash comes while this thread holds the loader lock); all but the
+// first find no dump library.
 #include <windows.h>
 
 #include <cstdint>
@@ -89,6 +90,15 @@ int main(int argc, char** argv) {
         _set_purecall_handler(nullptr)();
     if (is("invalid-parameter"))
         _get_invalid_parameter_handler()(nullptr, nullptr, nullptr, 0, 0);
+    // What a crash in a DLL's entry point meets: no new thread can begin while the lock is held.
+    if (is("loader-lock")) {
+        using LockLoaderLock = LONG(NTAPI*)(ULONG flags, ULONG * state, ULONG_PTR * cookie);
+        const auto lock = reinterpret_cast<LockLoaderLock>(
+            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "LdrLockLoaderLock")));
+        ULONG_PTR cookie = 0;
+        if (lock == nullptr || lock(0, nullptr, &cookie) != 0)
+            return 3;
+    }
     accessViolation();
     return 0;
 }
