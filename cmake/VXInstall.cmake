@@ -10,7 +10,11 @@ include(CMakePackageConfigHelpers)
 set(VX_INSTALL_CMAKEDIR lib/cmake/Vistrel)
 set(VX_INSTALL_INCLUDEDIR include/vistrel)
 # The C++ library with the static libraries under it, in link order.
-set(vx_cpp_libraries vistrel_host vx_server_win32 vx_server vx_image vx_runtime)
+if(WIN32)
+  set(vx_cpp_libraries vistrel_host vx_server_win32 vx_server vx_image vx_runtime)
+else()
+  set(vx_cpp_libraries vistrel_host vx_server_posix vx_server vx_image vx_runtime)
+endif()
 
 # Headers are installed side by side in one folder; the build tree's folders hold only there.
 set(vx_header_dirs)
@@ -29,11 +33,19 @@ foreach(dir ${vx_header_dirs})
   install(FILES ${headers} DESTINATION ${VX_INSTALL_INCLUDEDIR} COMPONENT sdk)
 endforeach()
 
+# Linux has its own layout and packages (a tarball and a Debian package).
+if(NOT WIN32)
+  include(${CMAKE_CURRENT_LIST_DIR}/VXInstallLinux.cmake)
+  return()
+endif()
+
 # The static libraries carry the stack protector's and _FORTIFY_SOURCE's calls (cmake/VXHardening.cmake):
-# a program linking them needs their library, which the project's own links get from the driver.
-if(NOT MSVC)
+# a MinGW program linking them needs libssp, which the project's own links get from the driver
+# (glibc has these calls itself).
+if(MINGW)
   set_property(TARGET vx_runtime APPEND PROPERTY INTERFACE_LINK_LIBRARIES $<INSTALL_INTERFACE:ssp>)
 endif()
+
 install(TARGETS Vistrel vistrel-grab vistrel-mdump RUNTIME DESTINATION bin COMPONENT sdk)
 install(TARGETS vistrel_host_c ${vx_cpp_libraries} EXPORT VistrelTargets COMPONENT sdk
         RUNTIME DESTINATION bin

@@ -27,6 +27,14 @@ export interface StartOptions {
    * (Electron's V8 sandbox) get a copy. Default: false.
    */
   zeroCopy?: boolean;
+  /**
+   * Start a new server when a capture finds the old one ended: always after its idle end (60 s
+   * without a request), after any other end (a crash, a kill) at most
+   * `maxCrashRestartsPerMinute` times within a minute. Default: false.
+   */
+  autoRestart?: boolean;
+  /** With autoRestart: restarts after a crash within any minute (0: never). Default: 3. */
+  maxCrashRestartsPerMinute?: number;
 }
 
 /** A window to leave out: an HWND as a number or BigInt, or getNativeWindowHandle()'s Buffer. */
@@ -39,7 +47,10 @@ export interface CaptureOptions {
   cursor?: boolean;
   /** How long to wait for the server's answer. Default: 30000. */
   timeoutMs?: number;
-  /** Aborting rejects the capture's promise with an AbortError at once. */
+  /**
+   * Aborting rejects the capture's promise with an AbortError at once and cancels the native
+   * call, so the host is free for the next call at once.
+   */
   signal?: AbortSignal;
 }
 
@@ -77,7 +88,8 @@ export interface Monitor {
 
 /**
  * The error of a rejected promise. `code` is the C interface's result for failures there (2005
- * bad argument, 2008 Vistrel.exe not found, 2024 no answer in time, 3001 the server has ended, or
+ * bad argument, 2008 Vistrel.exe not found, 2024 no answer in time, 2028 cancelled by close(),
+ * 3001 the server has ended, or
  * a system error), or a string: 'ABORT_ERR', 'ERR_VISTREL_CLOSED', 'ERR_INVALID_ARG_TYPE',
  * 'ERR_INVALID_ARG_VALUE'.
  */
@@ -91,7 +103,18 @@ export declare class Host extends EventEmitter {
   capture(options?: CaptureOptions): Promise<Frame>;
   /** Waits up to timeoutMs (0: only asks) for the server's end; rejects with 2024 while it runs. */
   waitExit(timeoutMs?: number): Promise<ServerExit>;
-  /** Ends the server (after any call still running) and frees the host. Repeatable. */
+  /** How many servers the host started after its first (restarts and new rectangles). */
+  restartCount(): Promise<number>;
+  /** The current server's process id. */
+  serverProcessId(): Promise<number>;
+  /** The current server's identifier (its shared objects' names); "" without a server. */
+  identifier(): Promise<string>;
+  /** Captures rect from the next capture on, which starts a new server for it. */
+  setRect(rect: Rect): Promise<void>;
+  /**
+   * Cancels the capture in progress (it rejects with 2028), refuses the calls queued behind it
+   * (ERR_VISTREL_CLOSED), ends the server and frees the host. Repeatable.
+   */
   close(): Promise<void>;
   [Symbol.asyncDispose](): Promise<void>;
 
@@ -102,5 +125,5 @@ export declare class Host extends EventEmitter {
 
 export declare function start(options?: StartOptions): Promise<Host>;
 export declare function monitors(): Promise<Monitor[]>;
-/** The version of the library and of the server beside it, such as "1.0.0". */
+/** The version of the library and of the server beside it, such as "1.1.0". */
 export declare const version: string;

@@ -76,6 +76,7 @@ class Host extends EventEmitter {
   #native;
   #queue = Promise.resolve();
   #closing = null;
+  #capturing = null; // the token of the capture whose native call runs
 
   constructor(nativeHost) {
     super();
@@ -83,11 +84,33 @@ class Host extends EventEmitter {
   }
 
   // Runs job() after every call queued before it has ended, the native part included: an
-  // aborted capture's call keeps its place until the library returns.
-  #enqueue(job) {
-    const run = this.#queue.then(job);
+  // aborted capture's call keeps its place until the library returns (which a cancel makes
+  // prompt). Calls that had not begun when close() was asked for are refused.
+  #enqueue(job, { whenClosing = false } = {}) {
+    const run = this.#queue.then(() => {
+      if (this.#closing && !whenClosing) throw closedError();
+      return job();
+    });
     this.#queue = run.then(() => {}, () => {});
     return run;
+  }
+
+  // Cancels the native capture for as long as running() holds. The library cancels only a
+  // capture it has begun, and the worker thread may not have begun it yet: the cancel is
+  // repeated until the call has returned.
+  #cancelWhile(running) {
+    if (!running()) return;
+    this.#native.cancel();
+    const again = setInterval(() => {
+      if (running()) this.#native.cancel();
+      else clearInterval(again);
+    }, 25);
+  }
+
+  // A quick native call in its turn.
+  #quick(job) {
+    if (this.#closing) return Promise.reject(closedError());
+    return this.#enqueue(job);
   }
 
   capture({ exclude = [], cursor = false, timeoutMs = kDefaultTimeoutMs, signal } = {}) {
@@ -104,16 +127,25 @@ class Host extends EventEmitter {
       if (signal !== undefined && !(signal instanceof AbortSignal))
         throw invalid('signal must be an AbortSignal', 'ERR_INVALID_ARG_TYPE');
       if (signal?.aborted) return Promise.reject(abortError(signal));
+      const token = {};
       const run = this.#enqueue(() => {
         if (signal?.aborted) throw abortError(signal);
-        return this.#native.capture(windows, cursor, timeoutMs);
+        this.#capturing = token;
+        try {
+          return this.#native.capture(windows, cursor, timeoutMs).finally(() => { this.#capturing = null; });
+        } catch (error) {
+          this.#capturing = null;
+          throw error;
+        }
       });
       if (!signal) return run;
-      // The library has no way yet to stop a capture in flight: abort settles the promise now
-      // and the call ends in the background (its answer is dropped). Once vistrel_host_cancel
-      // exists, the listener below also calls the native cancel.
+      // Abort settles the promise now and cancels the native call if it is this capture's (a
+      // capture still queued never starts), so the next call runs at once.
       return new Promise((resolve, reject) => {
-        const onAbort = () => reject(abortError(signal));
+        const onAbort = () => {
+          reject(abortError(signal));
+          this.#cancelWhile(() => this.#capturing === token);
+        };
         signal.addEventListener('abort', onAbort, { once: true });
         run.then(resolve, reject).finally(() => signal.removeEventListener('abort', onAbort));
       });
@@ -129,8 +161,38 @@ class Host extends EventEmitter {
     return this.#enqueue(() => this.#native.waitExit(timeoutMs));
   }
 
+  /** How many servers the host started after its first (restarts and new rectangles). */
+  restartCount() {
+    return this.#quick(() => this.#native.restartCount());
+  }
+
+  /** The current server's process id. */
+  serverProcessId() {
+    return this.#quick(() => this.#native.serverProcessId());
+  }
+
+  /** The current server's identifier (the names of its shared objects); "" without a server. */
+  identifier() {
+    return this.#quick(() => this.#native.identifier());
+  }
+
+  /** Captures rect from the next capture on, which starts a new server for it. */
+  setRect(rect) {
+    try {
+      const { left, top, right, bottom } = checkRect(rect);
+      return this.#quick(() => this.#native.setRect(left, top, right, bottom));
+    } catch (error) {
+      return Promise.reject(error);
+    }
+  }
+
+  // Cancels the capture in progress at once (it rejects with 2028), refuses the calls queued
+  // behind it, then ends the server.
   close() {
-    this.#closing ??= this.#enqueue(() => this.#native.close());
+    if (!this.#closing) {
+      this.#closing = this.#enqueue(() => this.#native.close(), { whenClosing: true });
+      this.#cancelWhile(() => this.#capturing !== null);
+    }
     return this.#closing;
   }
 
@@ -139,7 +201,8 @@ class Host extends EventEmitter {
   }
 }
 
-async function start({ rect, serverPath, log, zeroCopy = false } = {}) {
+async function start({ rect, serverPath, log, zeroCopy = false, autoRestart = false,
+  maxCrashRestartsPerMinute = 3 } = {}) {
   const options = { ...checkRect(rect ?? (await primaryMonitor())) };
   if (serverPath !== undefined) {
     if (typeof serverPath !== 'string' || serverPath === '')
@@ -152,6 +215,12 @@ async function start({ rect, serverPath, log, zeroCopy = false } = {}) {
   }
   if (typeof zeroCopy !== 'boolean') throw invalid('zeroCopy must be a boolean', 'ERR_INVALID_ARG_TYPE');
   options.zeroCopy = zeroCopy;
+  if (typeof autoRestart !== 'boolean') throw invalid('autoRestart must be a boolean', 'ERR_INVALID_ARG_TYPE');
+  if (!Number.isInteger(maxCrashRestartsPerMinute) || maxCrashRestartsPerMinute < 0 ||
+      maxCrashRestartsPerMinute > kMaxTimeoutMs)
+    throw invalid('maxCrashRestartsPerMinute must be an integer from 0 to 4294967295');
+  options.autoRestart = autoRestart;
+  options.maxCrashRestartsPerMinute = maxCrashRestartsPerMinute;
   // Lines come before start() resolves (the server's start); they wait for the listeners the
   // caller adds right after it. The relay holds the host weakly, so that a dropped host can be
   // collected and its server ended.

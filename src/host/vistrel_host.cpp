@@ -427,7 +427,8 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_list_monitors(VistrelMonitor* m
         m.bounds = toC(found[i].bounds);
         m.workArea = toC(found[i].workArea);
         m.primary = found[i].primary ? 1 : 0;
-        // The name came from a field of the same size, so it always fits with its terminator.
+        // Cut to the field with its terminator (Windows' names come from a field of this size;
+        // an X monitor's name may be longer).
         const std::wstring name = toWide(found[i].deviceName);
         size_t k = 0;
         for (; k + 1 < sizeof(m.deviceName) / sizeof(wchar_t) && k < name.size(); ++k)

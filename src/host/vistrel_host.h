@@ -151,7 +151,8 @@ enum {
 };
 
 /* A display monitor: bounds and work area in physical pixels, virtual-screen coordinates (what
- * vistrel_host_start's rectangle takes); deviceName such as "\\.\DISPLAY1". */
+ * vistrel_host_start's rectangle takes); deviceName such as "\\.\DISPLAY1" (Windows) or RandR's
+ * name of the monitor, such as "DP-1" (X11, the display DISPLAY names). */
 typedef struct VistrelMonitor {
     VistrelRect bounds;
     VistrelRect workArea;
@@ -227,7 +228,8 @@ VISTREL_HOST_API int32_t vistrel_host_set_frame_mode(VistrelHost* host, int32_t 
 /* Lists the monitors, the primary one first, into monitors (up to capacity of them; may be null
  * when capacity is 0); *count receives how many there are, which may exceed capacity. The
  * virtual screen (the rectangle holding them all) goes to virtualScreen unless it is null.
- * Needs no host; callable from any thread. 2000, 2005 for bad arguments, or the Win32 failure. */
+ * Needs no host; callable from any thread. 2000, 2005 for bad arguments, or the Win32 failure
+ * (X11: 2008 when no display can be reached, or the X failure). */
 VISTREL_HOST_API int32_t vistrel_host_list_monitors(VistrelMonitor* monitors, uint32_t capacity,
                                                     uint32_t* count, VistrelRect* virtualScreen);
 

@@ -29,7 +29,7 @@ bool isCleared(const VistrelFrame& frame) {
 }
 
 TEST(HostCApi, OnAGivenIdentifierCaptureRefuseBadRequestsChangeFrameModesAndSeeTheServerKilled) {
-    EXPECT_STREQ(vistrel_host_version(), "1.0.0");
+    EXPECT_STREQ(vistrel_host_version(), "1.1.0");
     const VXString id = vxFormat(u"VistrelGiven%u", static_cast<uint32_t>(GetCurrentProcessId()));
     const VXString server = e2e::stageServer();
     VistrelStartOptions options = e2e::cStartOptions(server, 40, 30, true);

@@ -12,7 +12,11 @@ Napi::Function NativeHost::define(Napi::Env env) {
     return DefineClass(
         env, "NativeHost",
         {InstanceMethod<&NativeHost::capture>("capture"), InstanceMethod<&NativeHost::waitExit>("waitExit"),
-         InstanceMethod<&NativeHost::close>("close")});
+         InstanceMethod<&NativeHost::close>("close"), InstanceMethod<&NativeHost::cancel>("cancel"),
+         InstanceMethod<&NativeHost::restartCount>("restartCount"),
+         InstanceMethod<&NativeHost::serverProcessId>("serverProcessId"),
+         InstanceMethod<&NativeHost::identifier>("identifier"),
+         InstanceMethod<&NativeHost::setRect>("setRect")});
 }
 
 NativeHost::NativeHost(const Napi::CallbackInfo& info) : Napi::ObjectWrap<NativeHost>(info) {
@@ -108,6 +112,69 @@ Napi::Value NativeHost::close(const Napi::CallbackInfo& info) {
     auto* worker = new CloseWorker(*this, info.This().As<Napi::Object>(), closing, std::move(_log));
     worker->Queue();
     return worker->promise();
+}
+
+// cancel(): undefined. Not marked busy: it is meant for the call that is. A closed host (whose
+// handle is gone on this thread already) has nothing to cancel.
+Napi::Value NativeHost::cancel(const Napi::CallbackInfo& info) {
+    if (_host != nullptr)
+        vistrel_host_cancel(_host);
+    return info.Env().Undefined();
+}
+
+void NativeHost::fail_(Napi::Env env, int32_t result) {
+    throw makeError(env, result, fromWide(vistrel_host_last_error(_host)));
+}
+
+// restartCount(): number
+Napi::Value NativeHost::restartCount(const Napi::CallbackInfo& info) {
+    Napi::Env env = info.Env();
+    begin_(env);
+    uint32_t count = 0;
+    const int32_t result = vistrel_host_restart_count(_host, &count);
+    finished();
+    if (result != VISTREL_OK)
+        fail_(env, result);
+    return Napi::Number::New(env, count);
+}
+
+// serverProcessId(): number
+Napi::Value NativeHost::serverProcessId(const Napi::CallbackInfo& info) {
+    Napi::Env env = info.Env();
+    begin_(env);
+    uint32_t processId = 0;
+    const int32_t result = vistrel_host_server_process_id(_host, &processId);
+    finished();
+    if (result != VISTREL_OK)
+        fail_(env, result);
+    return Napi::Number::New(env, processId);
+}
+
+// identifier(): string ("" without a server)
+Napi::Value NativeHost::identifier(const Napi::CallbackInfo& info) {
+    Napi::Env env = info.Env();
+    begin_(env);
+    const std::u16string text = fromWide(vistrel_host_identifier(_host));
+    finished();
+    return Napi::String::New(env, text);
+}
+
+// setRect(left, top, right, bottom): undefined. The next capture starts a server for it, and
+// its frames have the new size.
+Napi::Value NativeHost::setRect(const Napi::CallbackInfo& info) {
+    Napi::Env env = info.Env();
+    if (info.Length() < 4 || !info[0].IsNumber() || !info[1].IsNumber() || !info[2].IsNumber() ||
+        !info[3].IsNumber())
+        throw Napi::TypeError::New(env, "setRect(number, number, number, number)");
+    const VistrelRect rect{info[0].As<Napi::Number>().Int32Value(), info[1].As<Napi::Number>().Int32Value(),
+                           info[2].As<Napi::Number>().Int32Value(), info[3].As<Napi::Number>().Int32Value()};
+    begin_(env);
+    const int32_t result = vistrel_host_set_rect(_host, &rect);
+    finished();
+    if (result != VISTREL_OK)
+        fail_(env, result);
+    _rect = rect;
+    return env.Undefined();
 }
 
 }  // namespace vistrel_node

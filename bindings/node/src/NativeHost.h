@@ -40,8 +40,17 @@ private:
     Napi::Value capture(const Napi::CallbackInfo& info);
     Napi::Value waitExit(const Napi::CallbackInfo& info);
     Napi::Value close(const Napi::CallbackInfo& info);
+    // Any time, even while a capture runs: that capture returns 2028 promptly.
+    Napi::Value cancel(const Napi::CallbackInfo& info);
+    // Quick calls made on the JavaScript thread, between the blocking ones (never beside them).
+    Napi::Value restartCount(const Napi::CallbackInfo& info);
+    Napi::Value serverProcessId(const Napi::CallbackInfo& info);
+    Napi::Value identifier(const Napi::CallbackInfo& info);
+    Napi::Value setRect(const Napi::CallbackInfo& info);
     // Marks the host busy; throws when it is closed or another call runs.
     void begin_(Napi::Env env);
+    // Throws the host's last error for a failed quick call.
+    [[noreturn]] void fail_(Napi::Env env, int32_t result);
     void detachView_() noexcept;
 
     VistrelHost* _host = nullptr;

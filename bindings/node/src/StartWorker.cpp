@@ -39,6 +39,10 @@ StartWorker::StartWorker(Napi::Env env, Napi::Object options, Napi::FunctionRefe
     _options.right = _started.rect.right;
     _options.bottom = _started.rect.bottom;
     _options.logPath = wideOrNull(_logPath);
+    _options.autoRestart = options.Get("autoRestart").ToBoolean().Value() ? 1 : 0;
+    Napi::Value crashRestarts = options.Get("maxCrashRestartsPerMinute");
+    _options.maxCrashRestartsPerMinute =
+        crashRestarts.IsNumber() ? crashRestarts.As<Napi::Number>().Uint32Value() : 3;
     if (_started.log) {
         _options.logCallback = &LogRelay::post;
         _options.logContext = _started.log.get();

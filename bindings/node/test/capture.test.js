@@ -133,5 +133,5 @@ test('monitors and the default rectangle', async (t) => {
   t.after(() => host.close());
   const frame = await host.capture();
   assert.deepEqual([frame.width, frame.height], [1920, 1080]);
-  assert.equal(vistrel.version, '1.0.0');
+  assert.equal(vistrel.version, '1.1.0');
 });

@@ -41,7 +41,7 @@ test('timers keep firing while a capture waits for the server', async (t) => {
   assert.ok(Math.max(...gaps) < 1000, `the event loop stood still for ${Math.max(...gaps)} ms`);
 });
 
-test('an abort rejects at once; the call it left behind finishes before the next', async (t) => {
+test('an abort rejects at once and cancels the native call, so the host is free at once', async (t) => {
   const { host, pid } = await startLogged();
   t.after(() => host.close());
   assert.equal((await host.capture()).code, 2000);
@@ -57,30 +57,83 @@ test('an abort rejects at once; the call it left behind finishes before the next
   // Without the abort it would take 20 s; a loaded machine may take a moment.
   assert.ok(Date.now() - aborted < 1000, `rejected ${Date.now() - aborted} ms after the abort`);
   await assert.rejects(host.capture({ signal: AbortSignal.abort() }), { code: 'ABORT_ERR' });
+  // The next call runs as soon as the cancelled one has returned, not when its 20 s are up: the
+  // server, still suspended, is asked whether it has ended.
+  await assert.rejects(host.waitExit(0), { code: 2024 });
+  assert.ok(Date.now() - aborted < 2000, `the host was busy ${Date.now() - aborted} ms after the abort`);
   setSuspended(pid, false);
   // The server answers the abandoned request; the next one gets its own answer.
   const next = await host.capture({ timeoutMs: 20000 });
   assert.equal(next.code, 2000, next.text);
 });
 
-test('close ends the server, settles queued calls first and refuses later ones', async () => {
+test('close cancels the capture in flight, refuses the queued calls and ends the server', async () => {
   const file = path.join(fs.mkdtempSync(path.join(os.tmpdir(), 'vistrel-log-')), 'server.log');
   const { host, pid, log } = await startLogged({ log: file });
-  const inFlight = host.capture();
+  assert.equal((await host.capture()).code, 2000);
+  setSuspended(pid, true);
+  const inFlight = host.capture({ timeoutMs: 20000 });
+  await sleep(200);
+  const queued = host.capture();
+  const began = Date.now();
   const closed = host.close();
   assert.equal(host.close(), closed);
-  assert.equal((await inFlight).code, 2000);
+  await assert.rejects(inFlight, { code: 2028 });
+  // Without the cancel it would wait out its 20 s.
+  assert.ok(Date.now() - began < 1000, `the capture ended ${Date.now() - began} ms after close()`);
+  await assert.rejects(queued, { code: 'ERR_VISTREL_CLOSED' });
   await closed;
   await host[Symbol.asyncDispose]();
   assert.equal(isRunning(pid), false);
   await assert.rejects(host.capture(), { code: 'ERR_VISTREL_CLOSED' });
   await assert.rejects(host.waitExit(), { code: 'ERR_VISTREL_CLOSED' });
+  await assert.rejects(host.restartCount(), { code: 'ERR_VISTREL_CLOSED' });
+  await assert.rejects(host.setRect(rect), { code: 'ERR_VISTREL_CLOSED' });
   // The file holds what the events carried, the end included.
   const written = fs.readFileSync(file, 'utf8');
   assert.match(written, /\[host\] Server started: .*process id/);
   assert.match(written, /\[host\] Server ended with exit code/);
   assert.ok(log.lines.every(({ line }) => written.includes(line)));
   assert.ok(log.lines.some(({ fromHost }) => fromHost));
+});
+
+test('autoRestart replaces a killed server, within the crash restarts a minute allows', async (t) => {
+  const host = await vistrel.start({ rect, autoRestart: true, maxCrashRestartsPerMinute: 1 });
+  t.after(() => host.close());
+  assert.equal((await host.capture()).code, 2000);
+  assert.equal(await host.restartCount(), 0);
+  const first = { pid: await host.serverProcessId(), identifier: await host.identifier() };
+  assert.equal(isRunning(first.pid), true);
+  assert.notEqual(first.identifier, '');
+
+  process.kill(first.pid);
+  assert.ok(await waitUntil(() => !isRunning(first.pid), 5000), 'the server outlived its kill');
+  const frame = await host.capture();
+  assert.equal(frame.code, 2000, frame.text);
+  assert.equal(await host.restartCount(), 1);
+  const second = { pid: await host.serverProcessId(), identifier: await host.identifier() };
+  assert.notEqual(second.pid, first.pid);
+  assert.notEqual(second.identifier, first.identifier);
+
+  // The one crash restart of this minute is spent: the next end is reported.
+  process.kill(second.pid);
+  assert.ok(await waitUntil(() => !isRunning(second.pid), 5000), 'the server outlived its kill');
+  await assert.rejects(host.capture(), { code: 3001 });
+  assert.equal(await host.restartCount(), 1);
+});
+
+test('setRect: the next capture has the new size, from a new server', async (t) => {
+  const host = await vistrel.start({ rect });
+  t.after(() => host.close());
+  assert.equal((await host.capture()).width, rect.right - rect.left);
+  const pid = await host.serverProcessId();
+  await assert.rejects(host.setRect({ left: 5, top: 0, right: 5, bottom: 10 }), { code: 'ERR_INVALID_ARG_VALUE' });
+  await host.setRect({ left: 10, top: 20, right: 170, bottom: 140 });
+  const frame = await host.capture();
+  assert.equal(frame.code, 2000, frame.text);
+  assert.deepEqual([frame.width, frame.height, frame.data.length], [160, 120, 160 * 120 * 4]);
+  assert.equal(await host.restartCount(), 1);
+  assert.notEqual(await host.serverProcessId(), pid);
 });
 
 test('waitExit tells a running server from an ended one', async (t) => {

@@ -57,15 +57,21 @@ const char16_t* serverFileName() {
     return u"vistrel";
 }
 
-// The server ships beside libvistrel_host.so; a host in another language runs inside its own
-// interpreter, so the program's folder would be the wrong place to look.
+// The server ships beside libvistrel_host.so (the build tree), or in the bin folder beside the
+// lib folder that holds it (an installed prefix: lib/ and bin/). A host in another language runs
+// inside its own interpreter, so the program's folder would be the wrong place to look.
 VXString serverBesideLibrary() {
     Dl_info info{};
     if (dladdr(reinterpret_cast<void*>(&serverBesideLibrary), &info) == 0 || info.dli_fname == nullptr)
         return VXString();
     char resolved[PATH_MAX];
     const char* path = realpath(info.dli_fname, resolved) != nullptr ? resolved : info.dli_fname;
-    return folderOf(fromNative(path)) + VXString(serverFileName());
+    const VXString folder = folderOf(fromNative(path));
+    const VXString beside = folder + VXString(serverFileName());
+    if (fileExists(beside))
+        return beside;
+    const std::string installed = (folder + VXString(u"../bin/") + VXString(serverFileName())).toUtf8();
+    return realpath(installed.c_str(), resolved) != nullptr ? fromNative(resolved) : beside;
 }
 
 VXString programVersion(const VXString&) {
