@@ -1,7 +1,7 @@
 // What vistrel-grab asks of the desktop it runs on: top-level windows by title and the
-// monitors. One half per platform: win32/ (window enumeration, the host library's monitor
-// list) and x11/ (the X server, through its own connection for each call). Callable from any
-// thread; nothing is kept between calls.
+// monitors. One half per platform: win32/ (window enumeration) and x11/ (the X server, through
+// its own connection for each call); the monitors are the host library's list on both.
+// Callable from any thread; nothing is kept between calls.
 #pragma once
 
 #include <cstdint>

@@ -7,7 +7,6 @@
 #include <memory>
 
 #include "VXChecks.h"
-#include "X11Monitors.h"
 #include "X11WindowTitles.h"
 
 const char* const GrabDesktop::kWindowWord = "WINDOW-ID";
@@ -48,8 +47,5 @@ VXResult GrabDesktop::findWindowsByTitle(const VXString& title, std::vector<uint
 }
 
 VXResult GrabDesktop::listMonitors(std::vector<Vistrel::MonitorInfo>& monitors, VXRect& virtualScreen) {
-    Connection connection;
-    const xcb_screen_t* screen = nullptr;
-    VX_RETURN_IF_ERROR(connect(connection, screen));
-    return X11Monitors::list(connection.get(), *screen, monitors, virtualScreen);
+    return Vistrel::MonitorList::list(monitors, virtualScreen);
 }
