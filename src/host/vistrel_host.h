@@ -24,9 +24,10 @@
  *    call only; the library keeps none of them.
  *
  * Threads. Calls on one host must not overlap (use a host from one thread at a time, any thread;
- * the library has no thread affinity), with three exceptions that any thread may make at any
- * time: vistrel_host_cancel, vistrel_host_close (which first cancels the capture in progress and
- * waits until it has returned) and vistrel_host_version. Different hosts are independent. A
+ * the library has no thread affinity), with exceptions that any thread may make at any time:
+ * vistrel_host_cancel, vistrel_host_close (which first cancels the capture in progress and
+ * waits until it has returned), and vistrel_host_version and vistrel_host_list_monitors, which
+ * need no host. Different hosts are independent. A
  * capture blocks the calling thread until the answer, the time-out, a cancel or the server's end,
  * and never longer than its time-out in total.
  *
