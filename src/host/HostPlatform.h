@@ -26,8 +26,12 @@ VXResult randomBytes(void* buffer, size_t size);
 VXString identifierTag();
 // The server's file name: "Vistrel.exe" on Windows, "vistrel" elsewhere.
 const char16_t* serverFileName();
-// The server beside the library this code is linked into (the DLL or shared object).
+// The server beside the library this code is linked into (the DLL or shared object); empty when
+// that folder cannot be found (never a bare name, which the system would search for).
 VXString serverBesideLibrary();
+// Whether the path is a full one ("C:\...", "\\server\..." on Windows; "/..." elsewhere): the
+// server is started by nothing else, so that no search order decides which program runs.
+bool isFullPath(const VXString& path);
 // The version of a program as "a.b.c.d", or "none" when it carries none.
 VXString programVersion(const VXString& path);
 bool fileExists(const VXString& path);

@@ -37,7 +37,7 @@ struct ServerLog::State {
     uint32_t readersRunning = 0;  // one per server; an old one may still be finishing
     bool ended = false;
     std::thread::id deliveryThread;
-    std::vector<VXString> dumps;
+    std::vector<uint32_t> dumps;  // the numbers of this log's dumps, oldest first
 
     std::mutex fileLock;  // the delivery thread and the closing thread both write the file
 
@@ -92,19 +92,30 @@ struct ServerLog::State {
                    std::vector<std::pair<std::string, bool>>& calls) {
         std::vector<uint8_t> dump;
         VXResult done = VXDumpText::decodeBlock(block, dump);
-        VXString path;
-        for (uint32_t number = 1; done.isSuccess(); ++number) {
-            path = ServerLogText::dumpFileName(options.path, number);
-            if (!HostPlatform::fileExists(path))
-                break;
+        uint32_t number = 0;
+        uint32_t removed = 0;
+        if (done.isSuccess())
+            done = LogFile::nextDump(options.path, options.maxDumps, number, removed);
+        if (removed > 0) {
+            std::lock_guard<std::mutex> guard(lock);
+            std::vector<uint32_t> kept;
+            for (const uint32_t n : dumps) {
+                if (n > removed)
+                    kept.push_back(n - removed);
+            }
+            dumps = std::move(kept);
         }
+        const VXString path = ServerLogText::dumpFileName(options.path, number);
         if (done.isSuccess())
             done = LogFile::writeNew(path, dump);
         VXString text;
         if (done.isSuccess()) {
             text = vxFormat(u"Crash dump written to %s (%u bytes)", path, static_cast<uint32_t>(dump.size()));
+            if (removed > 0)
+                text.appendFormat(u"; %u older dump(s) removed, at most %u kept", removed,
+                                  options.maxDumps != 0 ? options.maxDumps : LogFile::kDefaultMaxDumps);
             std::lock_guard<std::mutex> guard(lock);
-            dumps.push_back(path);
+            dumps.push_back(number);
         } else {
             text = vxFormat(u"Crash dump not written: (%d) %s", done.code(), done.message());
         }
@@ -172,7 +183,7 @@ VXResult ServerLog::open(const ServerLogOptions& options, std::unique_ptr<Server
     l->_state = std::make_shared<State>();
     l->_state->options = options;
     if (!options.path.isEmpty())
-        VX_RETURN_IF_ERROR(LogFile::openAppend(options.path, l->_state->file));
+        VX_RETURN_IF_ERROR(LogFile::openAppend(options.path, options.maxBytes, l->_state->file));
     // The thread holds the state: should a callback outlast close, what it touches stays alive.
     std::shared_ptr<State> state = l->_state;
     std::thread delivery([state] { state->deliveryLoop(); });
@@ -254,7 +265,10 @@ bool ServerLog::drain(uint32_t timeoutMs) {
 
 std::vector<VXString> ServerLog::dumpFiles() const {
     std::lock_guard<std::mutex> guard(_state->lock);
-    return _state->dumps;
+    std::vector<VXString> paths;
+    for (const uint32_t n : _state->dumps)
+        paths.push_back(ServerLogText::dumpFileName(_state->options.path, n));
+    return paths;
 }
 
 bool ServerLog::isDeliveryThread() const {

@@ -27,6 +27,10 @@ namespace Vistrel {
 struct ServerLogOptions {
     // Appended to (created when missing), UTF-8; empty: no file and no dumps.
     VXString path;
+    // The file's bound: beyond it the file moves to "<path>.1" and starts afresh (0: 16 MiB);
+    // and how many crash dumps are kept beside it, the newest (0: 4).
+    uint64_t maxBytes = 0;
+    uint32_t maxDumps = 0;
     // Every line, the server's and the host's, on the log's delivery thread.
     std::function<void(std::string_view line, bool fromHost)> callback;
 

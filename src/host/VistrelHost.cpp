@@ -42,11 +42,12 @@ Host::~Host() {
     if (_server && _log && _server->waitForExit(0, exit).isSuccess())
         logExit_(exit, ServerLog::kEndWaitMs);
     _log.reset();  // bounded: see ServerLog
+    detachBlockView_();
     _server.reset();
 }
 
 VXResult Host::start(const HostOptions& options, std::unique_ptr<Host>& host) {
-    VX_CHECK_PARAM(!options.captureRect.isEmpty());
+    VX_RETURN_IF_ERROR(HostCommand::checkRect(options.captureRect));
     VXString guid = options.guid;
     if (guid.isEmpty()) {
         VX_RETURN_IF_ERROR(HostCommand::newGuid(guid));
@@ -62,6 +63,8 @@ VXResult Host::start(const HostOptions& options, std::unique_ptr<Host>& host) {
     ServerLogOptions log;
     log.path = options.logPath;
     log.callback = options.logCallback;
+    log.maxBytes = options.logMaxBytes;
+    log.maxDumps = options.maxDumpFiles;
     std::unique_ptr<Host> h;
     VX_RETURN_IF_ERROR(startWithOptions(serverPath, serverOptions, h, log));
     h->_frameMode = options.frameMode;
@@ -76,6 +79,11 @@ VXResult Host::startWithOptions(const VXString& serverPath, const VXString& serv
                                 std::unique_ptr<Host>& host, const ServerLogOptions& log) {
     VXString commandLine;
     VX_RETURN_IF_ERROR(HostCommand::join(serverPath, serverOptions, commandLine));
+    if (!HostPlatform::isFullPath(serverPath)) {
+        return VX_ERROR(VXError::eBadParameter,
+                        u"Server path \"%s\" refused: the server is started only by its full path",
+                        serverPath);
+    }
     VX_RETURN_IF_ERROR(HostPlatform::findServer(serverPath));
     std::unique_ptr<Host> h(new Host);
     h->_serverPath = serverPath;
@@ -108,7 +116,7 @@ VXResult Host::launch_(const VXString& serverOptions) {
         _image = std::move(image);
     }
     // A new server: nothing of the old one's blocks or frames is a reference any more.
-    _blockView.reset();
+    detachBlockView_();
     _previousKnown = false;
     _unanswered = false;
     _terminatedByHost = false;
@@ -151,6 +159,7 @@ VXResult Host::restart_(const VXString& reason) {
     VXString serverOptions;
     VX_RETURN_IF_ERROR(Params::makeCommandLine(rect, guid.c_str(), _unitTestMode, serverOptions));
     // The old objects go before the new ones come: a host holds one server's at a time.
+    detachBlockView_();
     _server.reset();
     ++_restarts;
     if (_log)
@@ -244,8 +253,24 @@ VXResult Host::waitForAnswer_(uint64_t deadline, uint32_t timeoutMs) {
     return late;
 }
 
+void Host::detachBlockView_() {
+    // A caller may still hold the view through an earlier Capture: it must see no pixels rather
+    // than point into a block that is about to be unmapped.
+    if (_blockView)
+        _blockView->setBits(nullptr, false);
+    _blockView.reset();
+}
+
 VXResult Host::capture(const std::vector<uint64_t>& excludedWindows, bool captureCursor, Capture& capture,
                        uint32_t timeoutMs) {
+    const VXResult r = exchange_(excludedWindows, captureCursor, capture, timeoutMs);
+    if (r.isError())
+        capture = Capture();  // never the previous answer, frame or region beside a failure
+    return r;
+}
+
+VXResult Host::exchange_(const std::vector<uint64_t>& excludedWindows, bool captureCursor, Capture& capture,
+                         uint32_t timeoutMs) {
     VX_CHECK_PARAM(excludedWindows.size() <= kMaxExcludedWindows);
     const uint64_t start = VXPlatform::monotonicMicroseconds();
     const uint64_t deadline = start + uint64_t{timeoutMs} * 1000;
@@ -343,7 +368,7 @@ void Host::setFrameMode(FrameMode mode) {
 }
 
 VXResult Host::setCaptureRect(const VXRect& rect) {
-    VX_CHECK_PARAM(!rect.isEmpty());
+    VX_RETURN_IF_ERROR(HostCommand::checkRect(rect));
     _pendingRect = rect;
     return VXError::eNoError;
 }

@@ -38,7 +38,9 @@ enum class FrameMode {
     // Capture::image views the image block itself: no copy. Its rows are packed (stride =
     // width x 4) and start 13 bytes into the block, so they are not 4-byte aligned. The pixels
     // stay valid until the next request on the host (which the server overwrites, or which
-    // may start a new server) and while the host lives. The updated region is the whole frame.
+    // may start a new server) and while the host lives: when the host ends or starts a new
+    // server, the image loses its pixels (getBits() is null) rather than pointing into an
+    // unmapped block. The updated region is the whole frame.
     eZeroCopy,
     // As eZeroCopy, but the host keeps a copy of the last frame to find the updated region:
     // one read of the block and a write of what changed.
@@ -47,7 +49,7 @@ enum class FrameMode {
 
 struct HostOptions {
     VXRect captureRect;
-    // The server; empty means the server's file name in the host executable's folder.
+    // The server, a full path; empty means the server's file name in the host executable's folder.
     VXString serverPath;
     // The identifier of the named objects; empty means a fresh one. A given one must follow
     // HostCommand::checkIdentifier's rule, and objects of it must not exist yet.
@@ -59,6 +61,10 @@ struct HostOptions {
     // <file>.1.dmp, ...) and/or given to the callback on the log's thread.
     VXString logPath;
     std::function<void(std::string_view line, bool fromHost)> logCallback;
+    // The log file's bound (rotating to "<logPath>.1") and how many dumps are kept; 0: the
+    // defaults, 16 MiB and 4. Every file is the user's only and never written through a link.
+    uint64_t logMaxBytes = 0;
+    uint32_t maxDumpFiles = 0;
     FrameMode frameMode = FrameMode::eCopy;
     // Opt-in: a capture that finds the server ended starts a new one (same rectangle, fresh
     // identifier, new objects): always after the idle end, after any other end at most
@@ -104,7 +110,8 @@ public:
                                      std::unique_ptr<Host>& host, const ServerLogOptions& log = {});
 
     // One request. The returned result is the exchange's (2000 when an answer came; the
-    // server's own outcome is in capture.result); 2024 when no answer came within timeoutMs,
+    // server's own outcome is in capture.result; on any other result capture is cleared:
+    // no result, image, wait record or region); 2024 when no answer came within timeoutMs,
     // which bounds the whole call including the wait for an earlier request's late answer;
     // 2028 when cancel() ended it; 3001 when the server ended, with its exit code and final
     // result in the message.
@@ -121,7 +128,7 @@ public:
     // it wrote (otherwise the record is left empty, code 0).
     VXResult waitForExit(uint32_t timeoutMs, uint32_t& exitCode, ResultRecord& finalResult);
     VXResult terminate();
-    // Takes effect with the next capture, which then reports the whole frame.
+    // Takes effect with the next capture, which then reports the whole frame if the mode changed.
     void setFrameMode(FrameMode mode);
     FrameMode frameMode() const { return _frameMode; }
     bool isRunning() const;
@@ -154,7 +161,10 @@ private:
     VXResult describeExit_(const VXSourceLocation& site, uint32_t logWaitMs);
     VXResult waitForAnswer_(uint64_t deadline, uint32_t timeoutMs);
     void logExit_(const ServerExit& exit, uint32_t logWaitMs);
+    VXResult exchange_(const std::vector<uint64_t>& excludedWindows, bool captureCursor, Capture& capture,
+                       uint32_t timeoutMs);
     VXResult readFrame_(bool previousKnown, Capture& capture);
+    void detachBlockView_();
 
     std::shared_ptr<Params> _params;
     std::unique_ptr<ServerInstance> _server;

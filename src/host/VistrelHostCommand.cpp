@@ -2,7 +2,10 @@
 
 #include "HostPlatform.h"
 #include "VXChecks.h"
+#include "VistrelExchange.h"
 #include "VistrelParams.h"
+
+#include <cstdint>
 
 namespace Vistrel {
 
@@ -31,6 +34,24 @@ VXResult HostCommand::checkIdentifier(const VXString& identifier) {
             u"Identifier \"%s\" refused: an identifier is 1 to %u characters, each an ASCII letter, "
             u"a digit, '-', '{' or '}'",
             identifier, kMaxIdentifierLength);
+    }
+    return VXError::eNoError;
+}
+
+VXResult HostCommand::checkRect(const VXRect& captureRect) {
+    const int64_t width = int64_t{captureRect.getRight()} - captureRect.getLeft();
+    const int64_t height = int64_t{captureRect.getBottom()} - captureRect.getTop();
+    if (width <= 0 || height <= 0)
+        return VX_ERROR(VXError::eBadParameter, u"Capture rectangle %s refused: it is empty",
+                        captureRect.toString());
+    // As the server sizes its block, in 64 bits: (width + 4) x height x 4 plus the slack.
+    const uint64_t block =
+        (static_cast<uint64_t>(width) + 4) * static_cast<uint64_t>(height) * 4 + kImageBlockSlack;
+    if (block > UINT32_MAX) {
+        return VX_ERROR(
+            VXError::eBadParameter,
+            u"Capture rectangle %s refused: its image block of %llu bytes would not fit in 32 bits",
+            captureRect.toString(), block);
     }
     return VXError::eNoError;
 }

@@ -19,6 +19,9 @@ public:
     // 2005 naming the rule unless the identifier is 1 to 64 ASCII letters, digits, '-', '{'
     // and '}': anything else could reach the server's command line or the objects' names.
     static VXResult checkIdentifier(const VXString& identifier);
+    // 2005 unless the rectangle is non-empty and its image block (header, rows and slack) fits
+    // in 32 bits; checked before any object or image is made for it.
+    static VXResult checkRect(const VXRect& captureRect);
     // The quoted server path, a blank, then the server's own options.
     static VXResult build(const VXString& serverPath, const VXRect& captureRect, const VXString& guid,
                           bool unitTestMode, VXString& commandLine);

@@ -83,9 +83,10 @@ struct VistrelHost {
 
 namespace {
 
-// The first version's structures: anything smaller cannot be a caller's.
-constexpr uint32_t kStartOptionsV1 = offsetof(VistrelStartOptions, unitTestMode) + sizeof(int32_t);
-constexpr uint32_t kFrameV1 = offsetof(VistrelFrame, microseconds) + sizeof(uint64_t);
+// The 1.0 structures (options up to logContext, frame up to rects: 72 bytes each on 64 bits):
+// anything smaller cannot be a caller's.
+constexpr uint32_t kStartOptionsV1 = offsetof(VistrelStartOptions, logContext) + sizeof(void*);
+constexpr uint32_t kFrameV1 = offsetof(VistrelFrame, rects) + sizeof(void*);
 
 static_assert(VISTREL_MAX_EXCLUDED_WINDOWS == Vistrel::kMaxExcludedWindows);
 static_assert(VISTREL_SERVER_ENDED == VXThreadError::eNotRunning);
@@ -133,6 +134,31 @@ int32_t remember(VistrelHost* h, const VXResult& result) {
     return result.code();
 }
 
+// Runs one exported call's body: no exception crosses the interface. A failure's text goes to
+// the host's last error when there is a host.
+template <typename Body>
+int32_t guarded(VistrelHost* h, const char16_t* what, Body&& body) noexcept {
+    try {
+        return body();
+    } catch (...) {
+        try {
+            return remember(h, VX_ERROR(VXError::eUnexpected, u"Exception %s", what));
+        } catch (...) {
+            return VXError::eUnexpected;
+        }
+    }
+}
+
+// The same for the calls that return a text: "" when anything throws.
+template <typename Body>
+const wchar_t* guardedText(Body&& body) noexcept {
+    try {
+        return body();
+    } catch (...) {
+        return L"";
+    }
+}
+
 int32_t closing(VistrelHost* h) {
     (void)h;  // its texts belong to the call that closes it
     return VXError::eUserCanceled;
@@ -169,10 +195,8 @@ int32_t capture(VistrelHost* h, const uint64_t* windows, uint32_t windowCount, i
     if (c.result.code <= VXError::eNoError && c.image) {
         for (const VXRect& rect : c.updatedRegion)
             h->rects.push_back(toC(rect));
-        if (reaches(frame, &VistrelFrame::rects)) {  // a 1.0 caller's frame ends before them
-            frame->rectCount = static_cast<uint32_t>(h->rects.size());
-            frame->rects = h->rects.data();
-        }
+        frame->rectCount = static_cast<uint32_t>(h->rects.size());
+        frame->rects = h->rects.data();
         frame->pixels = c.image->getBits();
         frame->width = c.image->getWidth();
         frame->height = c.image->getHeight();
@@ -183,6 +207,32 @@ int32_t capture(VistrelHost* h, const uint64_t* windows, uint32_t windowCount, i
     }
     frame->microseconds = c.microseconds;
     return remember(h, VXError::eNoError);
+}
+
+int32_t listMonitors(VistrelMonitor* monitors, uint32_t capacity, uint32_t* count,
+                     VistrelRect* virtualScreen) {
+    std::vector<Vistrel::MonitorInfo> found;
+    VXRect all;
+    const VXResult r = Vistrel::MonitorList::list(found, all);
+    if (r.isError())
+        return r.code();
+    *count = static_cast<uint32_t>(found.size());
+    for (uint32_t i = 0; i < std::min(capacity, *count); ++i) {
+        VistrelMonitor& m = monitors[i];
+        m.bounds = toC(found[i].bounds);
+        m.workArea = toC(found[i].workArea);
+        m.primary = found[i].primary ? 1 : 0;
+        // Cut to the field with its terminator (Windows' names come from a field of this size;
+        // an X monitor's name may be longer).
+        const std::wstring name = toWide(found[i].deviceName);
+        size_t k = 0;
+        for (; k + 1 < sizeof(m.deviceName) / sizeof(wchar_t) && k < name.size(); ++k)
+            m.deviceName[k] = name[k];
+        m.deviceName[k] = L'\0';
+    }
+    if (virtualScreen != nullptr)
+        *virtualScreen = toC(all);
+    return VXError::eNoError;
 }
 
 }  // namespace
@@ -209,6 +259,9 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions
         hostOptions.serverPath = options->serverPath != nullptr
                                      ? fromWide(options->serverPath)
                                      : Vistrel::HostPlatform::serverBesideLibrary();
+        if (hostOptions.serverPath.isEmpty())
+            return remember(
+                h, VX_ERROR(VXError::eNotFound, u"Server not found: the library's own folder is unknown"));
         if (options->identifier != nullptr) {
             hostOptions.guid = fromWide(options->identifier);
             // An empty given identifier is a bad one, not a request for a fresh one.
@@ -216,22 +269,24 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions
                 return remember(h, Vistrel::HostCommand::checkIdentifier(hostOptions.guid));
         }
         hostOptions.unitTestMode = options->unitTestMode != 0;
-        if (reaches(options, &VistrelStartOptions::logContext)) {
-            if (options->logPath != nullptr)
-                hostOptions.logPath = fromWide(options->logPath);
-            if (VistrelLogCallback callback = options->logCallback) {
-                void* context = options->logContext;
-                hostOptions.logCallback = [callback, context, h](std::string_view line, bool fromHost) {
-                    const std::string text(line);
-                    tlsCallbackHost = h;
-                    callback(context, text.c_str(), fromHost ? 1 : 0);
-                    tlsCallbackHost = nullptr;
-                };
-            }
+        if (options->logPath != nullptr)
+            hostOptions.logPath = fromWide(options->logPath);
+        if (VistrelLogCallback callback = options->logCallback) {
+            void* context = options->logContext;
+            hostOptions.logCallback = [callback, context, h](std::string_view line, bool fromHost) {
+                const std::string text(line);
+                tlsCallbackHost = h;
+                callback(context, text.c_str(), fromHost ? 1 : 0);
+                tlsCallbackHost = nullptr;
+            };
         }
         if (reaches(options, &VistrelStartOptions::maxCrashRestartsPerMinute)) {
             hostOptions.autoRestart = options->autoRestart != 0;
             hostOptions.maxCrashRestartsPerMinute = options->maxCrashRestartsPerMinute;
+        }
+        if (reaches(options, &VistrelStartOptions::maxDumpFiles)) {
+            hostOptions.logMaxBytes = options->logMaxBytes;
+            hostOptions.maxDumpFiles = options->maxDumpFiles;
         }
         return remember(h, Vistrel::Host::start(hostOptions, h->host));
     } catch (...) {
@@ -273,11 +328,11 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_wait_exit(VistrelHost* h, uint3
     CallScope scope(h);
     if (!scope.entered())
         return closing(h);
-    if (exitCode == nullptr || finalCode == nullptr)
-        return remember(h, VX_ERROR(VXError::eBadParameter, u"Null argument"));
-    if (!h->host)
-        return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
-    try {
+    return guarded(h, u"while waiting for the server", [&]() -> int32_t {
+        if (exitCode == nullptr || finalCode == nullptr)
+            return remember(h, VX_ERROR(VXError::eBadParameter, u"Null argument"));
+        if (!h->host)
+            return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
         Vistrel::ResultRecord final;
         const VXResult r = h->host->waitForExit(timeoutMs, *exitCode, final);
         if (r.isSuccess()) {
@@ -285,9 +340,7 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_wait_exit(VistrelHost* h, uint3
             h->text = toWide(final.text);
         }
         return remember(h, r);
-    } catch (...) {
-        return remember(h, VX_ERROR(VXError::eUnexpected, u"Exception while waiting for the server"));
-    }
+    });
 }
 
 extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_last_text(const VistrelHost* h) {
@@ -314,20 +367,20 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_close(VistrelHost* h) {
         h->idle.wait(guard, [h] { return h->active == 0; });
     }
     // No call is inside any more and none can enter: freeing is safe.
-    try {
+    return guarded(nullptr, u"while closing the host", [h]() -> int32_t {
         delete h;
-    } catch (...) {
-        return VXError::eUnexpected;
-    }
-    return VXError::eNoError;
+        return VXError::eNoError;
+    });
 }
 
 extern "C" VISTREL_HOST_API int32_t vistrel_host_cancel(VistrelHost* h) {
     if (h == nullptr)
         return VXError::eBadParameter;
-    if (h->host)  // set once by start, before any other thread can have the host
-        h->host->cancel();
-    return VXError::eNoError;
+    return guarded(nullptr, u"while cancelling", [h]() -> int32_t {
+        if (h->host)  // set once by start, before any other thread can have the host
+            h->host->cancel();
+        return VXError::eNoError;
+    });
 }
 
 extern "C" VISTREL_HOST_API int32_t vistrel_host_set_rect(VistrelHost* h, const VistrelRect* rect) {
@@ -336,11 +389,13 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_set_rect(VistrelHost* h, const 
     CallScope scope(h);
     if (!scope.entered())
         return closing(h);
-    if (rect == nullptr)
-        return remember(h, VX_ERROR(VXError::eBadParameter, u"Null rectangle"));
-    if (!h->host)
-        return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
-    return remember(h, h->host->setCaptureRect(VXRect(rect->left, rect->top, rect->right, rect->bottom)));
+    return guarded(h, u"while setting the rectangle", [&]() -> int32_t {
+        if (rect == nullptr)
+            return remember(h, VX_ERROR(VXError::eBadParameter, u"Null rectangle"));
+        if (!h->host)
+            return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
+        return remember(h, h->host->setCaptureRect(VXRect(rect->left, rect->top, rect->right, rect->bottom)));
+    });
 }
 
 extern "C" VISTREL_HOST_API int32_t vistrel_host_restart_count(VistrelHost* h, uint32_t* count) {
@@ -349,8 +404,10 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_restart_count(VistrelHost* h, u
     CallScope scope(h);
     if (!scope.entered())
         return closing(h);
-    *count = h->host ? h->host->restartCount() : 0;
-    return VXError::eNoError;
+    return guarded(h, u"while counting restarts", [&]() -> int32_t {
+        *count = h->host ? h->host->restartCount() : 0;
+        return VXError::eNoError;
+    });
 }
 
 extern "C" VISTREL_HOST_API int32_t vistrel_host_server_process_id(VistrelHost* h, uint32_t* processId) {
@@ -359,10 +416,12 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_server_process_id(VistrelHost* 
     CallScope scope(h);
     if (!scope.entered())
         return closing(h);
-    if (!h->host)
-        return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
-    *processId = h->host->processId();
-    return VXError::eNoError;
+    return guarded(h, u"while reading the process id", [&]() -> int32_t {
+        if (!h->host)
+            return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
+        *processId = h->host->processId();
+        return VXError::eNoError;
+    });
 }
 
 extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_identifier(VistrelHost* h) {
@@ -371,16 +430,23 @@ extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_identifier(VistrelHost* 
     CallScope scope(h);
     if (!scope.entered() || !h->host)
         return L"";
-    h->identifier = toWide(h->host->identifier());
-    return h->identifier.c_str();
+    return guardedText([h] {
+        h->identifier = toWide(h->host->identifier());
+        return h->identifier.c_str();
+    });
 }
 
 extern "C" VISTREL_HOST_API int32_t vistrel_host_log_result(VistrelHost* h, const wchar_t** text) {
     if (h == nullptr)
         return VXError::eBadParameter;
-    if (text != nullptr)
-        *text = L"";
-    return VXError::eNoError;
+    CallScope scope(h);
+    if (!scope.entered())
+        return closing(h);
+    return guarded(h, u"while reading the log's result", [&]() -> int32_t {
+        if (text != nullptr)
+            *text = L"";
+        return h->host ? remember(h, h->host->logResult()) : remember(h, VXError::eNoError);
+    });
 }
 
 extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_last_dump(VistrelHost* h) {
@@ -389,9 +455,11 @@ extern "C" VISTREL_HOST_API const wchar_t* vistrel_host_last_dump(VistrelHost* h
     CallScope scope(h);
     if (!scope.entered() || !h->host)
         return L"";
-    const std::vector<VXString> dumps = h->host->dumpFiles();
-    h->lastDump = dumps.empty() ? std::wstring() : toWide(dumps.back());
-    return h->lastDump.c_str();
+    return guardedText([h] {
+        const std::vector<VXString> dumps = h->host->dumpFiles();
+        h->lastDump = dumps.empty() ? std::wstring() : toWide(dumps.back());
+        return h->lastDump.c_str();
+    });
 }
 
 extern "C" VISTREL_HOST_API int32_t vistrel_host_set_frame_mode(VistrelHost* h, int32_t mode) {
@@ -400,42 +468,21 @@ extern "C" VISTREL_HOST_API int32_t vistrel_host_set_frame_mode(VistrelHost* h, 
     CallScope scope(h);
     if (!scope.entered())
         return closing(h);
-    if (!h->host)
-        return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
-    static constexpr Vistrel::FrameMode kModes[] = {Vistrel::FrameMode::eCopy, Vistrel::FrameMode::eZeroCopy,
-                                                    Vistrel::FrameMode::eZeroCopyWithRegion};
-    h->host->setFrameMode(kModes[mode]);
-    return remember(h, VXError::eNoError);
+    return guarded(h, u"while setting the frame mode", [&]() -> int32_t {
+        if (!h->host)
+            return remember(h, VXResult(VXError::eNotInitialized, u"Server not started"));
+        static constexpr Vistrel::FrameMode kModes[] = {Vistrel::FrameMode::eCopy,
+                                                        Vistrel::FrameMode::eZeroCopy,
+                                                        Vistrel::FrameMode::eZeroCopyWithRegion};
+        h->host->setFrameMode(kModes[mode]);
+        return remember(h, VXError::eNoError);
+    });
 }
 
 extern "C" VISTREL_HOST_API int32_t vistrel_host_list_monitors(VistrelMonitor* monitors, uint32_t capacity,
                                                                uint32_t* count, VistrelRect* virtualScreen) {
     if (count == nullptr || (monitors == nullptr && capacity > 0))
         return VXError::eBadParameter;
-    std::vector<Vistrel::MonitorInfo> found;
-    VXRect all;
-    try {
-        const VXResult r = Vistrel::MonitorList::list(found, all);
-        if (r.isError())
-            return r.code();
-    } catch (...) {
-        return VXError::eNoMemory;
-    }
-    *count = static_cast<uint32_t>(found.size());
-    for (uint32_t i = 0; i < std::min(capacity, *count); ++i) {
-        VistrelMonitor& m = monitors[i];
-        m.bounds = toC(found[i].bounds);
-        m.workArea = toC(found[i].workArea);
-        m.primary = found[i].primary ? 1 : 0;
-        // Cut to the field with its terminator (Windows' names come from a field of this size;
-        // an X monitor's name may be longer).
-        const std::wstring name = toWide(found[i].deviceName);
-        size_t k = 0;
-        for (; k + 1 < sizeof(m.deviceName) / sizeof(wchar_t) && k < name.size(); ++k)
-            m.deviceName[k] = name[k];
-        m.deviceName[k] = L'\0';
-    }
-    if (virtualScreen != nullptr)
-        *virtualScreen = toC(all);
-    return VXError::eNoError;
+    return guarded(nullptr, u"while listing the monitors",
+                   [&]() -> int32_t { return listMonitors(monitors, capacity, count, virtualScreen); });
 }

@@ -7,18 +7,27 @@
  * Ownership and lifetimes.
  *  - A VistrelHost is made by vistrel_host_start (even when that fails, so that the error text
  *    can be read) and freed only by vistrel_host_close; closing ends a server still running.
- *  - Every pointer the library hands out (frame->text, frame->pixels, the texts of
- *    vistrel_host_last_error and vistrel_host_last_text) belongs to the host object. It stays
- *    valid until the next call on the same host (any call but the two text getters and
- *    vistrel_host_version) or until vistrel_host_close, whichever comes first. Copy what you
- *    keep. vistrel_host_version's text is static.
+ *  - Every pointer the library hands out (frame->text, frame->pixels, frame->rects, the texts of
+ *    vistrel_host_last_error, vistrel_host_last_text, vistrel_host_identifier,
+ *    vistrel_host_last_dump and vistrel_host_log_result) belongs to the host object. It stays
+ *    valid until the next call on the same host (any call but vistrel_host_last_error,
+ *    vistrel_host_last_text and vistrel_host_version; vistrel_host_identifier and
+ *    vistrel_host_last_dump replace their own text on every call) or until vistrel_host_close,
+ *    whichever comes first. Copy what you keep. vistrel_host_version's text is static.
+ *  - The caller never frees a returned pointer. Other languages: declare every returned text
+ *    as a plain pointer (C#: IntPtr, read with Marshal.PtrToStringUni on Windows; Python ctypes:
+ *    c_void_p or c_wchar_p, never a type that frees), never as a managed string type that the
+ *    marshaller frees after the call (C#'s string return type would free it with CoTaskMemFree).
+ *  - The log callback and its context must stay valid (a delegate kept reachable, not collected)
+ *    until vistrel_host_close on that host has returned.
  *  - Pointers the caller passes (options, window lists, frames) are read or written during the
  *    call only; the library keeps none of them.
  *
  * Threads. Calls on one host must not overlap (use a host from one thread at a time, any thread;
- * the library has no thread affinity), with three exceptions that any thread may make at any
- * time: vistrel_host_cancel, vistrel_host_close (which first cancels the capture in progress and
- * waits until it has returned) and vistrel_host_version. Different hosts are independent. A
+ * the library has no thread affinity), with exceptions that any thread may make at any time:
+ * vistrel_host_cancel, vistrel_host_close (which first cancels the capture in progress and
+ * waits until it has returned), and vistrel_host_version and vistrel_host_list_monitors, which
+ * need no host. Different hosts are independent. A
  * capture blocks the calling thread until the answer, the time-out, a cancel or the server's end,
  * and never longer than its time-out in total.
  *
@@ -65,7 +74,7 @@ extern "C" {
 /* Return values of the calls. frame->code is the server's own answer, any code it uses. */
 #define VISTREL_OK 2000                    /* done; for a capture: an answer is in the frame */
 #define VISTREL_BAD_PARAMETER 2005         /* a null or out-of-range argument; nothing was sent */
-#define VISTREL_NOT_STARTED 2007           /* the host's server never started */
+#define VISTREL_NOT_STARTED 2007           /* the host's server never started, or its last restart failed */
 #define VISTREL_NOT_FOUND 2008             /* the server (Vistrel.exe) not found, nothing else */
 #define VISTREL_IDENTIFIER_IN_USE 2009     /* objects of the identifier exist: never joined */
 #define VISTREL_LOG_NOT_OPENED 2010        /* the log file cannot be opened */
@@ -93,7 +102,7 @@ typedef void (*VistrelLogCallback)(void* context, const char* line, int32_t from
 
 typedef struct VistrelStartOptions {
     uint32_t size;             /* sizeof(VistrelStartOptions) */
-    const wchar_t* serverPath; /* UTF-16; null: "Vistrel.exe" beside the calling program */
+    const wchar_t* serverPath; /* a full path; null: "Vistrel.exe" beside this library itself */
     int32_t left;              /* the capture rectangle, physical screen pixels, right and */
     int32_t top;               /* bottom exclusive */
     int32_t right;
@@ -116,6 +125,15 @@ typedef struct VistrelStartOptions {
      * times within any minute (0: never after a crash). Default: off, 3. */
     int32_t autoRestart;
     uint32_t maxCrashRestartsPerMinute;
+    /* Since 1.1.0, optional: the log file's bound in bytes (0: 16 MiB). A line that would take
+     * the file beyond it first moves the file to <logPath>.1 (replacing an older one) and starts
+     * it afresh. At most maxDumpFiles crash dumps are kept beside it (0: 4), the newest: the
+     * oldest is removed and the others renumbered down, so <logPath>.1.dmp is the oldest kept.
+     * The log, its .1 and the dumps are created for the current user (and SYSTEM) only, and never
+     * written through a symbolic link or another reparse point: a logPath that is one fails the
+     * start with VISTREL_LOG_NOT_OPENED and a text saying so. */
+    uint32_t logMaxBytes;
+    uint32_t maxDumpFiles;
 } VistrelStartOptions;
 
 typedef struct VistrelFrame {
@@ -133,7 +151,8 @@ typedef struct VistrelFrame {
     /* What differs from the previous successful capture of this host: rectangles in frame
      * coordinates on a 32 x 32 grid, never overlapping; none when nothing changed. The whole
      * frame for the first capture, after a failed one, after a change of frame mode, and always
-     * in VISTREL_FRAME_ZERO_COPY. Owned by the host, valid until the next call on it. */
+     * in VISTREL_FRAME_ZERO_COPY, and after a new server (a restart or a new rectangle). Owned
+     * by the host, valid until the next call on it. */
     uint32_t rectCount;
     const VistrelRect* rects;
 } VistrelFrame;
@@ -143,8 +162,8 @@ enum {
     /* pixels are the host's own copy, valid until the next call on the host (the default) */
     VISTREL_FRAME_COPY = 0,
     /* pixels point into the shared image block itself: no copy; stride = width * 4, rows not
-     * 4-byte aligned; valid until the next capture on the host or its close; the updated
-     * region is always the whole frame */
+     * 4-byte aligned; valid until the next call on the host or its close (the block is unmapped
+     * then: never read them after close); the updated region is always the whole frame */
     VISTREL_FRAME_ZERO_COPY = 1,
     /* as VISTREL_FRAME_ZERO_COPY, with the updated region from a copy the host keeps */
     VISTREL_FRAME_ZERO_COPY_WITH_REGION = 2
@@ -169,7 +188,10 @@ VISTREL_HOST_API const char* vistrel_host_version(void);
 
 /* Creates the named objects (readable and writable by the current user and SYSTEM only, at the
  * caller's integrity level; never objects that exist) and starts the server, tied to the calling
- * process. *host is set whenever host is not null. */
+ * process. *host is set whenever host is not null. A rectangle that is empty or whose image
+ * block ((width + 4) x height x 4 + 128 bytes) would not fit in 32 bits is refused with
+ * VISTREL_BAD_PARAMETER before anything is made. Options smaller than 1.0's structure (up to
+ * logContext) are refused with VISTREL_BAD_PARAMETER. */
 VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions* options, VistrelHost** host);
 
 /* One request: leave out windowCount windows (HWNDs widened to 64 bits; at most
@@ -179,13 +201,14 @@ VISTREL_HOST_API int32_t vistrel_host_start(const VistrelStartOptions* options, 
  * may itself be a failure), otherwise why the exchange failed: VISTREL_BAD_PARAMETER,
  * VISTREL_NOT_STARTED, VISTREL_TIMEOUT, VISTREL_CANCELED, VISTREL_SERVER_ENDED or a system error. On any
  * failure every member of the frame after size is cleared. A frame whose size is smaller than the first
- * version's is refused with VISTREL_BAD_PARAMETER and left untouched. */
+ * version's (up to rects) is refused with VISTREL_BAD_PARAMETER and left untouched. */
 VISTREL_HOST_API int32_t vistrel_host_capture(VistrelHost* host, const uint64_t* windows,
                                               uint32_t windowCount, int32_t captureCursor, uint32_t timeoutMs,
                                               VistrelFrame* frame);
 
 /* Waits up to timeoutMs for the server to end (0 only asks). Then *exitCode is its exit code
- * (10: it wrote its final result; 11 to 14: it failed at start-up; any other: it was killed or
+ * (10: it wrote its final result, also the refusal of an unusable rectangle, code 2005; 11 to 13:
+ * it failed at start-up; 14: its final result could not be written; any other: it was killed or
  * crashed) and *finalCode the final result's code when the exit code is 10, else 0;
  * vistrel_host_last_text gives the final result's text. */
 VISTREL_HOST_API int32_t vistrel_host_wait_exit(VistrelHost* host, uint32_t timeoutMs, uint32_t* exitCode,
@@ -206,7 +229,9 @@ VISTREL_HOST_API int32_t vistrel_host_close(VistrelHost* host);
  * promptly; with none in progress nothing happens. VISTREL_OK, or VISTREL_BAD_PARAMETER. */
 VISTREL_HOST_API int32_t vistrel_host_cancel(VistrelHost* host);
 /* Since 1.1.0. Captures this rectangle (physical pixels, right and bottom exclusive) from the
- * next capture on, which starts a new server for it (a server's rectangle is fixed). */
+ * next capture on, which starts a new server for it (a server's rectangle is fixed).
+ * VISTREL_BAD_PARAMETER for an empty rectangle or one whose image block would not fit in 32
+ * bits, as in vistrel_host_start. */
 VISTREL_HOST_API int32_t vistrel_host_set_rect(VistrelHost* host, const VistrelRect* rect);
 /* Since 1.1.0. How many servers the host started after its first (restarts and new rectangles). */
 VISTREL_HOST_API int32_t vistrel_host_restart_count(VistrelHost* host, uint32_t* count);
@@ -217,13 +242,15 @@ VISTREL_HOST_API const wchar_t* vistrel_host_identifier(VistrelHost* host);
 
 /* 2000: the log, when one was asked for, is collected through the host's own pipe. (In 1.0 it
  * could be 2029, when another program held the session's debug output; that cannot happen any
- * more.) *text receives "" (may be null). */
+ * more.) *text receives "" (may be null), a static text. */
 VISTREL_HOST_API int32_t vistrel_host_log_result(VistrelHost* host, const wchar_t** text);
-/* The path of the last crash dump written beside the log, or "" when there is none. */
+/* The path of the last crash dump written beside the log, or "" when there is none; replaced by
+ * the next call of this function. */
 VISTREL_HOST_API const wchar_t* vistrel_host_last_dump(VistrelHost* host);
 
-/* Sets the frame mode for the following captures (2005 for an unknown mode); the next capture
- * reports the whole frame. Not while another call on the same host runs. */
+/* Sets the frame mode for the following captures (2005 for an unknown mode); when the mode
+ * changes, the next capture reports the whole frame (setting the same mode again changes
+ * nothing). Not while another call on the same host runs. */
 VISTREL_HOST_API int32_t vistrel_host_set_frame_mode(VistrelHost* host, int32_t mode);
 /* Lists the monitors, the primary one first, into monitors (up to capacity of them; may be null
  * when capacity is 0); *count receives how many there are, which may exceed capacity. The

@@ -82,4 +82,32 @@ TEST(FrameRegion, CoversExactlyTheTilesThatChangedAndZeroCopyFramesMatchCopiedOn
     EXPECT_EQ(pixelsOf(*capture.image), copied);
 }
 
+TEST(FrameRegion, AFailedExchangeClearsTheCaptureAndAZeroCopyFrameLosesItsPixelsWithItsHost) {
+    auto host = e2e::startHost(VXRect(0, 0, 64, 48), true);
+    ASSERT_TRUE(host);
+    Vistrel::Capture capture;
+    ASSERT_TRUE(host->capture({}, false, capture).isSuccess());
+    ASSERT_EQ(capture.result.code, 2000) << capture.result.text.toUtf8();
+    ASSERT_TRUE(capture.image);
+
+    // Refused before anything is sent: nothing of the previous answer may stay beside it.
+    const std::vector<uint64_t> overLimit(Vistrel::kMaxExcludedWindows + 1, 0x1234);
+    EXPECT_EQ(host->capture(overLimit, false, capture).code(), 2005);
+    EXPECT_EQ(capture.result.code, 0);
+    EXPECT_TRUE(capture.result.text.isEmpty());
+    EXPECT_FALSE(capture.image);
+    EXPECT_TRUE(capture.updatedRegion.empty());
+    EXPECT_EQ(capture.wait.iterations, 0u);
+    EXPECT_EQ(capture.microseconds, 0u);
+
+    // A zero-copy frame kept past its host has no pixels, never a pointer into an unmapped block.
+    host->setFrameMode(Vistrel::FrameMode::eZeroCopy);
+    ASSERT_TRUE(host->capture({}, false, capture).isSuccess());
+    ASSERT_EQ(capture.result.code, 2000);
+    const std::shared_ptr<VXImage> kept = capture.image;
+    ASSERT_NE(kept->getBits(), nullptr);
+    host.reset();
+    EXPECT_EQ(kept->getBits(), nullptr);
+}
+
 }  // namespace

@@ -75,12 +75,12 @@ TEST(HostCApi, OnAGivenIdentifierCaptureRefuseBadRequestsChangeFrameModesAndSeeT
     int32_t finalCode = -1;
     EXPECT_EQ(vistrel_host_wait_exit(host, 0, &exitCode, &finalCode), VISTREL_TIMEOUT);  // still running
 
-    // A caller built against the first layout: nothing is written past its frame.
+    // The 1.0 frame already held the region: a frame that ends before it is no caller's.
     EXPECT_EQ(vistrel_host_set_frame_mode(host, 3), VISTREL_BAD_PARAMETER);
-    frame.size = offsetof(VistrelFrame, rectCount);
-    frame.rectCount = 77;
-    ASSERT_EQ(vistrel_host_capture(host, nullptr, 0, 0, kAnswerTimeoutMs, &frame), VISTREL_OK);
-    EXPECT_EQ(frame.rectCount, 77u);
+    frame.size = offsetof(VistrelFrame, rects);
+    frame.code = 77;
+    EXPECT_EQ(vistrel_host_capture(host, nullptr, 0, 0, kAnswerTimeoutMs, &frame), VISTREL_BAD_PARAMETER);
+    EXPECT_EQ(frame.code, 77);
     frame.size = sizeof(frame);
     ASSERT_EQ(vistrel_host_set_frame_mode(host, VISTREL_FRAME_ZERO_COPY_WITH_REGION), VISTREL_OK);
     ASSERT_EQ(vistrel_host_capture(host, nullptr, 0, 0, kAnswerTimeoutMs, &frame), VISTREL_OK);
@@ -149,6 +149,42 @@ TEST(HostCApi, FailuresCarryTheirText) {
     vistrel_host_close(host);
     options.right = options.left;
     EXPECT_EQ(vistrel_host_start(&options, &host), VISTREL_BAD_PARAMETER);
+    vistrel_host_close(host);
+}
+
+TEST(HostCApi, RefusesOptionsSmallerThanTheFirstVersionAndRectanglesWhoseBlockWouldNotFit) {
+    const VXString server = e2e::stageServer();
+    VistrelHost* host = nullptr;
+    // 1.0's options ended with the log's members: a caller's structure is at least that long.
+    VistrelStartOptions options = e2e::cStartOptions(server, 40, 30, true);
+    options.size = offsetof(VistrelStartOptions, logContext);
+    EXPECT_EQ(vistrel_host_start(&options, &host), VISTREL_BAD_PARAMETER);
+    EXPECT_THAT(text(vistrel_host_last_error(host)), HasSubstr("Start options missing or too small"));
+    vistrel_host_close(host);
+
+    // 70000 x 70000 would need 19.6 GB and wraps a 32-bit block size: refused before any object,
+    // allocation or server, as is the widest rectangle one row too tall.
+    const VistrelRect tooLarge[] = {{0, 0, 70000, 70000}, {-4, 0, 65532, 16384}};
+    for (const VistrelRect& r : tooLarge) {
+        options = e2e::cStartOptions(server, r.right, r.bottom, true);
+        options.left = r.left;
+        EXPECT_EQ(vistrel_host_start(&options, &host), VISTREL_BAD_PARAMETER) << r.right;
+        EXPECT_THAT(text(vistrel_host_last_error(host)), HasSubstr("would not fit in 32 bits")) << r.right;
+        vistrel_host_close(host);
+    }
+
+    // Started with the 1.0 size, then moved to a rectangle too large: refused, the host unharmed.
+    options = e2e::cStartOptions(server, 40, 30, true);
+    options.size = offsetof(VistrelStartOptions, logContext) + sizeof(void*);
+    ASSERT_EQ(vistrel_host_start(&options, &host), VISTREL_OK) << text(vistrel_host_last_error(host));
+    EXPECT_EQ(vistrel_host_set_rect(host, &tooLarge[0]), VISTREL_BAD_PARAMETER);
+    EXPECT_THAT(text(vistrel_host_last_error(host)), HasSubstr("would not fit in 32 bits"));
+    VistrelFrame frame = emptyFrame();
+    ASSERT_EQ(vistrel_host_capture(host, nullptr, 0, 0, kAnswerTimeoutMs, &frame), VISTREL_OK);
+    EXPECT_EQ(frame.width, 40);
+    uint32_t restarts = 9;
+    EXPECT_EQ(vistrel_host_restart_count(host, &restarts), VISTREL_OK);
+    EXPECT_EQ(restarts, 0u);
     vistrel_host_close(host);
 }
 

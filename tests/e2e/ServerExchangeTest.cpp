@@ -90,8 +90,8 @@ TEST(ServerExchange, UnitTestModeAnswersWithTheFullRectangleAndLeavesEachObjectT
     const std::string level = tokenSid(TokenIntegrityLevel);
     auto expected = [&](uint32_t access) {
         const std::string mask = text(vxFormat(u"%X", access));
-        // The label: no-write-up | no-read-up.
-        return user + " [0 " + mask + " " + user + "] [0 " + mask + " S-1-5-18] [17 3 " + level + "]";
+        // The label: no-write-up | no-read-up | no-execute-up.
+        return user + " [0 " + mask + " " + user + "] [0 " + mask + " S-1-5-18] [17 7 " + level + "]";
     };
     const Vistrel::Params& p = host->params();
     for (const VXString* name : {&p.eventStartName, &p.eventCompletedName, &p.exclWndsName,

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <set>
 
 #include "VistrelHostCommand.h"
@@ -33,6 +34,30 @@ TEST(HostCommand, FreshIdentifiersDifferAndHaveTheGuidShape) {
         seen.insert(g);
     }
     EXPECT_EQ(seen.size(), 100u);
+}
+
+TEST(HostCommand, RectanglesWhoseImageBlockWouldNotFitIn32BitsAreRefused) {
+    // The block is (width + 4) x height x 4 plus 128 bytes of slack.
+    const struct {
+        VXRect rect;
+        bool accepted;
+    } cases[] = {
+        {VXRect(0, 0, 1, 1), true},
+        {VXRect(-1920, 0, 1920, 1080), true},
+        {VXRect(0, 0, 65532, 16383), true},   // 4 293 656 704 bytes
+        {VXRect(0, 0, 65532, 16384), false},  // exactly 2^32 + 128
+        {VXRect(0, 0, 70000, 70000), false},  // 19.6 GB, wraps to 2.4 GB in 32 bits
+        {VXRect(INT32_MIN, 0, INT32_MAX, 1), false},
+        {VXRect(0, 0, 0, 10), false},
+        {VXRect(5, 5, 4, 10), false},
+    };
+    for (const auto& c : cases) {
+        const VXResult r = Vistrel::HostCommand::checkRect(c.rect);
+        EXPECT_EQ(r.isSuccess(), c.accepted) << c.rect.toString().toUtf8();
+        if (!c.accepted) {
+            EXPECT_EQ(r.code(), 2005) << c.rect.toString().toUtf8();
+        }
+    }
 }
 
 }  // namespace

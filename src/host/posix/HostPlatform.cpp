@@ -79,6 +79,10 @@ VXString programVersion(const VXString&) {
     return VXString(u"none");
 }
 
+bool isFullPath(const VXString& path) {
+    return path.length() > 0 && path[0] == u'/';
+}
+
 bool fileExists(const VXString& path) {
     struct stat status {};
     return stat(path.toUtf8().c_str(), &status) == 0;

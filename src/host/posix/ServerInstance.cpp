@@ -40,6 +40,7 @@ namespace {
 
 // How often a wait for the answer (a futex) looks at the pidfd and the cancel descriptor.
 constexpr uint32_t kWatchSliceMs = 10;
+constexpr int kKilledReapMs = 200;
 // The server reads this to learn that its host died before the parent-death signal was set.
 constexpr const char* kHostPidVariable = "VISTREL_HOST_PID";
 constexpr const char* kOwnerMark = "-h";
@@ -154,10 +155,11 @@ struct ServerInstance::Platform {
 
     ~Platform() {
         if (pidfd >= 0) {
+            // Briefly (a kill ends a process at once; the slack of the host's close bound covers
+            // it): one stuck in the kernel is left to the system, not waited for without limit.
             if (!reaped) {
                 pidfdSignal(pidfd, SIGKILL);
-                int status = 0;
-                waitpid(pid, &status, 0);
+                reap(kKilledReapMs);
             }
             close(pidfd);
         }

@@ -60,7 +60,7 @@ VXString serverBesideLibrary() {
     if (!GetModuleHandleExW(
             GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
             reinterpret_cast<LPCWSTR>(&serverBesideLibrary), &self)) {
-        return VXString(serverFileName());
+        return VXString();
     }
     return folderOf(modulePath(self)) + VXString(serverFileName());
 }
@@ -84,6 +84,15 @@ VXString programVersion(const VXString& path) {
     }
     FreeLibrary(image);
     return version;
+}
+
+bool isFullPath(const VXString& path) {
+    auto separator = [](char16_t c) { return c == u'\\' || c == u'/'; };
+    const bool drive = path.length() >= 3 &&
+                       ((path[0] >= u'A' && path[0] <= u'Z') || (path[0] >= u'a' && path[0] <= u'z')) &&
+                       path[1] == u':' && separator(path[2]);
+    const bool share = path.length() >= 3 && separator(path[0]) && separator(path[1]);
+    return drive || share;
 }
 
 bool fileExists(const VXString& path) {

@@ -1,49 +1,96 @@
-// The Windows half of LogFile.h.
+// The Windows half of LogFile.h: files created with a protected DACL for the current user and
+// SYSTEM, opened without following a reparse point.
 #include "LogFile.h"
 
 #include <windows.h>
+// windows.h first: these need its types.
+#include <sddl.h>
+
+#include <vector>
 
 #include "VXChecks.h"
 
 namespace Vistrel {
 
-LogFile::~LogFile() {
-    if (_handle != -1)
-        CloseHandle(reinterpret_cast<HANDLE>(_handle));
-}
+namespace {
 
-VXResult LogFile::openAppend(const VXString& path, std::unique_ptr<LogFile>& file) {
-    const HANDLE h = CreateFileW(path.wstr(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                 OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (h == INVALID_HANDLE_VALUE) {
-        // Its own code: 2008 is the server not found, never the log's folder.
-        const VXResult cause = VX_WIN32_ERROR(u"CreateFile");
-        return VX_RECODE(cause, VXError::eIOError, u"Server log \"%s\" cannot be opened", path);
-    }
-    std::unique_ptr<LogFile> made(new LogFile);
-    made->_handle = reinterpret_cast<intptr_t>(h);
-    file = std::move(made);
+// "D:P": protected, nothing inherited from the folder; full file access for the user and SYSTEM.
+VXResult ownerOnly(std::vector<uint8_t>& token, PSECURITY_DESCRIPTOR& descriptor) {
+    HANDLE process = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &process))
+        return VX_WIN32_ERROR(u"OpenProcessToken");
+    DWORD size = 0;
+    GetTokenInformation(process, TokenUser, nullptr, 0, &size);
+    token.assign(size, 0);
+    const BOOL got = GetTokenInformation(process, TokenUser, token.data(), size, &size);
+    CloseHandle(process);
+    if (!got)
+        return VX_WIN32_ERROR(u"GetTokenInformation");
+    wchar_t* sid = nullptr;
+    if (!ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(token.data())->User.Sid, &sid))
+        return VX_WIN32_ERROR(u"ConvertSidToStringSid");
+    const std::wstring sddl = std::wstring(L"O:") + sid + L"D:P(A;;FA;;;" + sid + L")(A;;FA;;;SY)";
+    LocalFree(sid);
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1, &descriptor,
+                                                              nullptr))
+        return VX_WIN32_ERROR(u"ConvertStringSecurityDescriptorToSecurityDescriptor");
     return VXError::eNoError;
 }
 
-void LogFile::write(std::string_view text) {
-    DWORD done = 0;
-    WriteFile(reinterpret_cast<HANDLE>(_handle), text.data(), static_cast<DWORD>(text.size()), &done,
-              nullptr);
+}  // namespace
+
+VXResult LogFile::openFile(const VXString& path, bool createNew, intptr_t& handle, uint64_t& size) {
+    std::vector<uint8_t> token;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    VX_RETURN_IF_ERROR(ownerOnly(token, descriptor));
+    SECURITY_ATTRIBUTES attributes{sizeof(SECURITY_ATTRIBUTES), descriptor, FALSE};
+    // The reparse point itself is opened, never its target, so that it can be refused.
+    const HANDLE h = CreateFileW(
+        path.wstr(), createNew ? GENERIC_WRITE : FILE_APPEND_DATA | FILE_READ_ATTRIBUTES,
+        FILE_SHARE_READ | (createNew ? 0 : FILE_SHARE_WRITE), &attributes,
+        createNew ? CREATE_NEW : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    const VXResult opened =
+        h == INVALID_HANDLE_VALUE ? VX_WIN32_ERROR(u"CreateFile") : VXResult(VXError::eNoError);
+    LocalFree(descriptor);
+    VX_RETURN_IF_ERROR(opened);
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (!GetFileInformationByHandle(h, &info)) {
+        const VXResult failed = VX_WIN32_ERROR(u"GetFileInformationByHandle");
+        CloseHandle(h);
+        return failed;
+    }
+    if ((info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+        CloseHandle(h);
+        return VX_ERROR(VXError::eIOError,
+                        u"\"%s\" refused: it is a symbolic link or another reparse point, and the log "
+                        u"and its dumps are never written through a link",
+                        path);
+    }
+    handle = reinterpret_cast<intptr_t>(h);
+    size = (uint64_t{info.nFileSizeHigh} << 32) | info.nFileSizeLow;
+    return VXError::eNoError;
 }
 
-VXResult LogFile::writeNew(const VXString& path, const std::vector<uint8_t>& bytes) {
-    const HANDLE file =
-        CreateFileW(path.wstr(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return VX_WIN32_ERROR(u"CreateFile");
+bool LogFile::writeAll(intptr_t handle, const void* data, size_t size) {
     DWORD done = 0;
-    VXResult written = VXError::eNoError;
-    if (!WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr) ||
-        done != bytes.size())
-        written = VX_WIN32_ERROR(u"WriteFile");
-    CloseHandle(file);
-    return written;
+    return WriteFile(reinterpret_cast<HANDLE>(handle), data, static_cast<DWORD>(size), &done, nullptr) &&
+           done == size;
+}
+
+void LogFile::closeFile(intptr_t handle) {
+    CloseHandle(reinterpret_cast<HANDLE>(handle));
+}
+
+VXResult LogFile::replaceFile(const VXString& from, const VXString& to) {
+    if (!MoveFileExW(from.wstr(), to.wstr(), MOVEFILE_REPLACE_EXISTING))
+        return VX_WIN32_ERROR(u"MoveFileEx");
+    return VXError::eNoError;
+}
+
+VXResult LogFile::removeFile(const VXString& path) {
+    if (!DeleteFileW(path.wstr()))
+        return VX_WIN32_ERROR(u"DeleteFile");
+    return VXError::eNoError;
 }
 
 }  // namespace Vistrel

@@ -7,7 +7,10 @@ namespace Vistrel {
 
 namespace {
 
-constexpr DWORD kLabelPolicy = SYSTEM_MANDATORY_LABEL_NO_WRITE_UP | SYSTEM_MANDATORY_LABEL_NO_READ_UP;
+// No-execute-up too: for an event, "execute" is SYNCHRONIZE, so without it a lower-integrity
+// process of the same user could wait on the events and take the signals.
+constexpr DWORD kLabelPolicy = SYSTEM_MANDATORY_LABEL_NO_WRITE_UP | SYSTEM_MANDATORY_LABEL_NO_READ_UP |
+                               SYSTEM_MANDATORY_LABEL_NO_EXECUTE_UP;
 
 // The process token's information of one class, in a buffer of its own.
 VXResult tokenInformation(TOKEN_INFORMATION_CLASS kind, std::vector<uint8_t>& buffer) {

@@ -1,7 +1,8 @@
 // Vistrel::SecuredObjects: the seven named objects of one exchange, created by the host before
 // the server starts, so that they carry the host's security rather than the server's defaults:
 // access for the current user and SYSTEM only, and a mandatory label at the host's own integrity
-// level that forbids reading up and writing up. The server then opens them as they are.
+// level that forbids reading, writing and executing (waiting on) up. The server then opens them
+// as they are.
 #pragma once
 
 #include <windows.h>
