@@ -28,6 +28,7 @@
 #include <thread>
 #include <vector>
 
+#include "ServerBlocks.h"
 #include "VXChecks.h"
 #include "VistrelExchange.h"
 #include "VistrelSharedObjects.h"
@@ -269,20 +270,7 @@ VXResult ServerInstance::launch(const VXString& serverPath, const VXString& comm
 }
 
 uint8_t* ServerInstance::view(Block block) const {
-    const SharedObjects& o = *_platform->objects;
-    switch (block) {
-        case Block::eExclWnds:
-            return o.shMemExclWnds->view;
-        case Block::eCaptureCursor:
-            return o.shMemCaptureCursor->view;
-        case Block::eImage:
-            return o.shMemImage->view;
-        case Block::eWaitResult:
-            return o.shMemWaitResult->view;
-        case Block::eResult:
-            return o.shMemResult->view;
-    }
-    return nullptr;
+    return blockView(*_platform->objects, block);
 }
 
 VXResult ServerInstance::signalStart() {
