@@ -24,7 +24,18 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 
+// The nothrow forms too: a sanitizer's own would hand out memory that the free below rejects.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (tFailAllocations)
+        return nullptr;
+    return std::malloc(size != 0 ? size : 1);
+}
+
 void operator delete(void* p) noexcept {
+    std::free(p);
+}
+
+void operator delete(void* p, const std::nothrow_t&) noexcept {
     std::free(p);
 }
 
