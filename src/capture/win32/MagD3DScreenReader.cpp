@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "CapturedRow.h"
 #include "HookD3D.h"
 #include "VXChecks.h"
 #include "VXPlatform.h"
@@ -21,7 +22,6 @@ constexpr DWORD kMagnifierStyle = WS_CHILD | WS_VISIBLE;
 constexpr LONG_PTR kShowMagnifiedCursor = 0x0001;  // MS_SHOWMAGNIFIEDCURSOR
 constexpr DWORD kFilterModeExclude = 0;            // MW_FILTERMODE_EXCLUDE
 constexpr DWORD kReadOnlyLock = D3DLOCK_READONLY | D3DLOCK_NO_DIRTY_UPDATE;
-constexpr uint32_t kColorBits = 0x00FFFFFF;
 constexpr int32_t kBytesPerPixel = 4;
 
 uint64_t nowUs() {
@@ -38,16 +38,6 @@ RECT toRECT(const VXRect& rect) {
 // Edges in order: an inverted rect lies inside whatever encloses its corners, yet has a width.
 bool isOrdered(const VXRect& rect) {
     return rect.getLeft() <= rect.getRight() && rect.getTop() <= rect.getBottom();
-}
-
-bool rowHasColor(const uint8_t* row, int32_t width) {
-    for (int32_t x = 0; x < width; ++x) {
-        uint32_t pixel = 0;
-        std::memcpy(&pixel, row + static_cast<size_t>(x) * kBytesPerPixel, sizeof(pixel));
-        if ((pixel & kColorBits) != 0)
-            return true;
-    }
-    return false;
 }
 
 }  // namespace
@@ -396,7 +386,7 @@ VXResult MagD3DScreenReader::compareRows_(IDirect3DSurface9* pSurface1, IDirect3
         if (copy != nullptr && y >= rect.getTop() && y < rect.getBottom()) {
             const uint8_t* src = row1 + copyOffset;
             if (!anyNotBlack)
-                anyNotBlack = rowHasColor(src, width);
+                anyNotBlack = capturedRowHasColor(src, width);
             uint8_t* dst = copy->image->getPixelPtr(rect.getLeft(), y);
             if (dst == nullptr) {
                 result = VX_ERROR(VXError::eUnexpected, u"nullptr src (%p) or dst (%p) pointers at y (%d)",
@@ -444,7 +434,7 @@ VXResult MagD3DScreenReader::copySurfaceToImage(IDirect3DSurface9* pSysMemSurfac
     for (int32_t y = rect.getTop(); y < rect.getBottom(); ++y) {
         // Once one pixel with colour was seen, the rest need not be looked at.
         if (!anyNotBlack && src != nullptr)
-            anyNotBlack = rowHasColor(src, width);
+            anyNotBlack = capturedRowHasColor(src, width);
         uint8_t* dst = imageDst->getPixelPtr(rect.getLeft(), y);
         if (src == nullptr || dst == nullptr) {
             pSysMemSurfaceSrc->UnlockRect();

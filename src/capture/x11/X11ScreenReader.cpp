@@ -7,6 +7,7 @@
 #include <cstring>
 #include <thread>
 
+#include "CapturedRow.h"
 #include "VXChecks.h"
 #include "VXPlatform.h"
 #include "X11CursorPainter.h"
@@ -15,7 +16,6 @@
 
 namespace {
 
-constexpr uint32_t kColorBits = 0x00FFFFFF;
 constexpr int32_t kBytesPerPixel = 4;
 // After the first redirection the clients repaint what it exposed in their new pixmaps: the
 // first capture waits for them to be quiet for a while, within a bound.
@@ -24,16 +24,6 @@ constexpr uint32_t kRepaintMaxMs = 1000;
 
 uint64_t nowMs() {
     return VXPlatform::monotonicMicroseconds() / 1000;
-}
-
-bool rowHasColor(const uint8_t* row, int32_t width) {
-    for (int32_t x = 0; x < width; ++x) {
-        uint32_t pixel = 0;
-        std::memcpy(&pixel, row + static_cast<size_t>(x) * kBytesPerPixel, sizeof(pixel));
-        if ((pixel & kColorBits) != 0)
-            return true;
-    }
-    return false;
 }
 
 }  // namespace
@@ -260,7 +250,7 @@ void X11ScreenReader::copyToImage_(const VXRect& visible, bool& anyNotBlack) {
     VXImage& image = *_image;
     if (_imageInShm && visible == _captureRect) {
         for (int32_t y = 0; y < image.getHeight() && !anyNotBlack; ++y)
-            anyNotBlack = rowHasColor(image.getLinePtr(y), image.getWidth());
+            anyNotBlack = capturedRowHasColor(image.getLinePtr(y), image.getWidth());
         return;  // the server wrote the pixels in place
     }
     if (visible != _captureRect) {
@@ -276,7 +266,7 @@ void X11ScreenReader::copyToImage_(const VXRect& visible, bool& anyNotBlack) {
     const int32_t top = visible.getTop() - _captureRect.getTop();
     for (int32_t y = 0; y < visible.getHeight(); ++y, source += rowBytes) {
         if (!anyNotBlack)
-            anyNotBlack = rowHasColor(source, width);
+            anyNotBlack = capturedRowHasColor(source, width);
         std::memcpy(image.getLinePtr(top + y) + static_cast<size_t>(left) * kBytesPerPixel, source, rowBytes);
     }
 }
